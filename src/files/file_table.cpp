@@ -1,0 +1,97 @@
+#include "files/file_table.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "files/headers.h"
+
+namespace trova {
+
+FileTableState FileTable;
+
+namespace {
+
+void FillCommon(FileInfoRecord &entry, const std::string &path, uint32_t channelCode,
+                const FileGeometry &geometry) {
+    std::memset(&entry, 0, sizeof entry);
+    std::memcpy(entry.path, path.c_str(), path.size() + 1);  // path fits a slot
+    entry.channelCode = channelCode;
+    entry.recordCount = geometry.recordCount;
+    entry.recordSize = geometry.recordSize;
+    entry.headerSize = geometry.headerSize;
+    entry.firstTime = geometry.firstTime;
+    entry.lastTime = geometry.lastTime;
+}
+
+// Trend files: malformed, empty or rejected files are left out.
+int32_t BuildFileTable(const std::vector<std::string> &slots, FileBuffer &buffer) {
+    int32_t made = 0;
+    for (const std::string &slot : slots) {
+        TrendHeader header;
+        GetFileInformation(slot.c_str(), buffer, header);
+        if (header.geometry.recordCount == 0) continue;
+        FileTable.totalRecords += header.geometry.recordCount;
+        FileInfoRecord &entry = FileTable.entries[made++];
+        FillCommon(entry, slot, header.channelCode, header.geometry);
+        entry.harmonicCount = 0;
+        entry.statCount = header.statCount;
+        entry.scalarCount = header.scalarCount;
+        entry.phaseQuantityCount = header.phaseQuantityCount;
+        entry.refQuantity = header.refQuantity;
+    }
+    return made;
+}
+
+// Harmonic files: the same, plus the harmonic count and power-block flag.
+int32_t BuildFileTableFFT(const std::vector<std::string> &slots, FileBuffer &buffer) {
+    int32_t made = 0;
+    for (const std::string &slot : slots) {
+        HarmonicHeader header;
+        GetFileInformationFFT(slot.c_str(), buffer, header);
+        FileTable.totalRecords += header.geometry.recordCount;
+        if (header.geometry.recordCount == 0) continue;
+        FileInfoRecord &entry = FileTable.entries[made++];
+        FillCommon(entry, slot, header.channelCode, header.geometry);
+        entry.harmonicCount = ReadFileHeaderField(slot.c_str(), header.geometry.headerSize);
+        entry.powerBlockFlag = header.powerBlockFlag;
+    }
+    return made;
+}
+
+}  // namespace
+
+void ReleaseFileTable() {
+    std::free(FileTable.entries);
+    FileTable.entries = nullptr;
+    FileTable.valid = 0;
+    FileTable.fileCount = 0;
+    FileTable.totalRecords = 0;
+}
+
+void EnsureFileTable(const char *PathFile, HeaderVariant variant, FileBuffer &scratch) {
+    const char *path = PathFile != nullptr ? PathFile : "";
+    if (std::strcmp(FileTable.cachedPath, path) != 0) ReleaseFileTable();
+    if (FileTable.valid) return;
+
+    ReleaseFileTable();
+    RecordingName name;
+    std::vector<std::string> slots;
+    const bool named = SplitRecordingPath(path, name);
+    if (named) slots = FindRecordingFiles(name);
+
+    FileTable.entries = static_cast<FileInfoRecord *>(
+        std::calloc(slots.empty() ? 1 : slots.size(), sizeof(FileInfoRecord)));
+    if (FileTable.entries == nullptr) return;  // out of memory: an empty, uncached table
+    FileTable.fileCount = variant == HeaderVariant::kTrend ? BuildFileTable(slots, scratch)
+                                                           : BuildFileTableFFT(slots, scratch);
+    // A path that fits no buffer is never cached: the next call looks again
+    // (and again finds nothing).
+    if (named) {
+        std::memcpy(FileTable.cachedPath, path, std::strlen(path) + 1);
+        FileTable.valid = 1;
+    } else {
+        FileTable.cachedPath[0] = '\0';
+    }
+}
+
+}  // namespace trova

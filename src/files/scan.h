@@ -1,0 +1,89 @@
+// The record scan every worker shares: the files of the window in table
+// order, each read whole, each record of the window handed to the worker's
+// visitor, then the cancel poll and the progress step after every file.
+#pragma once
+
+#include <cstdint>
+
+#include "files/file_buffer.h"
+#include "files/file_table.h"
+#include "files/numeric.h"
+#include "files/window.h"
+#include "frame/worker_link.h"
+
+namespace trova {
+
+// Progress: a worker shares 100 % among the files of a pass and posts the
+// whole part of what has gathered as soon as it exceeds 10.
+class ProgressMeter {
+public:
+    explicit ProgressMeter(float step) : step_(step) {}
+    // The step of one pass over `window` sharing `share` percent, in float.
+    static float StepFor(const TimeWindow &window, float share = 100.0f) {
+        return share / static_cast<float>(window.endFile - window.startFile);
+    }
+    void AfterFile() {
+        accumulator_ += step_;
+        if (accumulator_ > 10.0f) {
+            worker::PostProgress(TruncToInt32(accumulator_));
+            accumulator_ = 0.0f;
+        }
+    }
+    float accumulator() const { return accumulator_; }
+
+private:
+    float step_;
+    float accumulator_ = 0.0f;
+};
+
+// Whether the record that first reaches TStop is read (trend series) or is
+// where the scan stops (histograms and tables).
+enum class StopRecordRule { kRead, kExclude };
+
+struct RecordPosition {
+    int32_t file;    // index in the table
+    int32_t record;  // index in the file
+    // The last record the window takes from its last file: the worker closes
+    // its open group here.
+    bool lastOfWindow;
+};
+
+// Visitor interface (duck-typed):
+//   bool BeginFile(const FileInfoRecord &file)  -- false: skip its records
+//   void Record(const uint8_t *record, const RecordPosition &position)
+//   void EndFile()                              -- after poll and progress
+// Every record handed over lies whole inside the file's buffer. A file that
+// cannot be read any more is skipped, but still polled and counted in the
+// progress. Returns true when the scan ended on a cancel request.
+template <class Visitor>
+bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecordRule rule,
+                FileBuffer &buffer, ProgressMeter &progress, Visitor &visitor) {
+    const int32_t lastFile = window.endFile - 1;
+    const int64_t stop = window.stopRecord;
+    bool cancelled = false;
+    for (int32_t f = window.startFile; f < window.endFile; ++f) {
+        const FileInfoRecord &file = table.entries[f];
+        if (buffer.Load(file.path) && visitor.BeginFile(file)) {
+            const int64_t count = file.recordCount;
+            const int64_t usable = UsableRecords(file, buffer);
+            const int64_t first = f == window.startFile ? window.startRecord : 0;
+            int64_t end = count;  // one past the last record taken from this file
+            if (f == lastFile) end = rule == StopRecordRule::kRead ? stop + 1 : stop;
+            if (end > count) end = count;
+            const int64_t last = end - 1;
+            for (int64_t r = first < 0 ? 0 : first; r < end && r < usable; ++r) {
+                const RecordPosition position{f, static_cast<int32_t>(r),
+                                              f == lastFile && r == last};
+                visitor.Record(buffer.data() + file.headerSize + r * int64_t{file.recordSize},
+                               position);
+            }
+        }
+        if (worker::CancelRequested()) cancelled = true;
+        progress.AfterFile();
+        visitor.EndFile();
+        if (cancelled) break;
+    }
+    return cancelled;
+}
+
+}  // namespace trova

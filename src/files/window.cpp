@@ -1,0 +1,80 @@
+#include "files/window.h"
+
+#include <algorithm>
+
+#include "files/big_endian.h"
+
+namespace trova {
+namespace {
+
+// The first record of the file with `time` ≤ its record time; the file's
+// record count when none qualifies, `ifUnreadable` when it cannot be read.
+int32_t FirstRecordAtOrAfter(const FileInfoRecord &file, double time, FileBuffer &buffer,
+                             int32_t ifUnreadable) {
+    if (!buffer.Load(file.path)) return ifUnreadable;
+    const int64_t usable = UsableRecords(file, buffer);
+    for (int64_t r = 0; r < usable; ++r) {
+        if (time <= RecordTime(buffer.data(), file.headerSize + r * int64_t{file.recordSize})) {
+            return static_cast<int32_t>(r);
+        }
+    }
+    return static_cast<int32_t>(file.recordCount);
+}
+
+// The first file whose last time is not before `time`; -1 when none (NaN).
+int32_t FirstFileEndingAtOrAfter(const FileTableState &table, double time) {
+    for (int32_t i = 0; i < table.fileCount; ++i) {
+        if (time <= table.entries[i].lastTime) return i;
+    }
+    return -1;
+}
+
+}  // namespace
+
+int64_t UsableRecords(const FileInfoRecord &file, const FileBuffer &buffer) {
+    const int64_t data = buffer.size() - int64_t{file.headerSize};
+    if (data <= 0 || file.recordSize == 0) return 0;
+    return std::min<int64_t>(file.recordCount, data / file.recordSize);
+}
+
+TimeWindow ResolveTimeWindow(const FileTableState &table, double TStart, double TStop,
+                             FileBuffer &scratch) {
+    TimeWindow window;
+    const FileInfoRecord *entries = table.entries;
+    const int32_t n = table.fileCount;
+
+    const int32_t startFile = (TStart < 0.0 || TStart >= entries[n - 1].lastTime)
+                                  ? -1
+                                  : FirstFileEndingAtOrAfter(table, TStart);
+    if (startFile >= 0) {
+        window.startFile = startFile;
+        window.startRecord = FirstRecordAtOrAfter(entries[startFile], TStart, scratch, 0);
+    }
+
+    const int32_t stopFile =
+        (TStop < 0.0 || TStop < entries[0].firstTime || TStop >= entries[n - 1].lastTime)
+            ? -1
+            : FirstFileEndingAtOrAfter(table, TStop);
+    if (stopFile >= 0) {
+        window.endFile = stopFile + 1;
+        const FileInfoRecord &file = entries[stopFile];
+        window.stopRecord = FirstRecordAtOrAfter(file, TStop, scratch,
+                                                 static_cast<int32_t>(file.recordCount));
+        window.stopSelected = true;
+    } else {
+        window.endFile = n;
+        window.stopRecord = static_cast<int32_t>(entries[n - 1].recordCount);
+    }
+    return window;
+}
+
+int64_t CountWindowRecords(const FileTableState &table, const TimeWindow &window, double TStart,
+                           double TStop) {
+    if (TStart < 0.0 && TStop < 0.0) return table.totalRecords;
+    int64_t sum = 0;
+    for (int32_t i = window.startFile; i < window.endFile; ++i) sum += table.entries[i].recordCount;
+    return sum - window.startRecord + window.stopRecord -
+           int64_t{table.entries[window.endFile - 1].recordCount};
+}
+
+}  // namespace trova

@@ -1,0 +1,42 @@
+// The time window of a call: which files and records TStart and TStop
+// select. Times count seconds from 1904-01-01; a negative bound means the
+// start or the end of the recording.
+#pragma once
+
+#include <cstdint>
+
+#include "files/file_buffer.h"
+#include "files/file_table.h"
+
+namespace trova {
+
+struct TimeWindow {
+    int32_t startFile = 0;    // first file scanned
+    int32_t startRecord = 0;  // first record read in startFile
+    int32_t endFile = 0;      // one past the last file scanned
+    int32_t stopRecord = 0;   // the stop record in file endFile - 1; that
+                              // file's recordCount when the window runs to the end
+    bool stopSelected = false;  // TStop picked a record (not "to the end")
+};
+
+// The window starts at the first record at or after TStart and ends at the
+// first record at or after TStop. A TStart at or after the end of the
+// recording means "from the beginning"; a TStop before its start or at or
+// after its end means "to the end". A NaN bound matches no file and is
+// treated as open. Reads the start and stop files through `scratch`; a file
+// that cannot be read there contributes from its record 0 (start) or to its
+// end (stop): the scan then skips it anyway. The table must not be empty.
+TimeWindow ResolveTimeWindow(const FileTableState &table, double TStart, double TStop,
+                             FileBuffer &scratch);
+
+// K: the records of the window as the table counts them. A scan that reads
+// the stop record reads K + 1 records when stopSelected, otherwise K; a scan
+// that stops before it reads K.
+int64_t CountWindowRecords(const FileTableState &table, const TimeWindow &window, double TStart,
+                           double TStop);
+
+// The number of records a file in `buffer` really holds, at most the table's
+// count: a file that shrank since the table was built loses its tail.
+int64_t UsableRecords(const FileInfoRecord &file, const FileBuffer &buffer);
+
+}  // namespace trova

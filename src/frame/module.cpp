@@ -1,0 +1,42 @@
+#include "files/file_table.h"
+#include "frame/module_state.h"
+
+namespace trova {
+
+HINSTANCE ModuleHandle = nullptr;
+HWND ProgressDialog = nullptr;
+char DialogTitle[kDialogTitleSize] = {};
+int32_t ProgressTotal = 0;
+HANDLE CancelEvent = nullptr;
+
+}  // namespace trova
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void *) {
+    using namespace trova;
+    if (reason == DLL_PROCESS_ATTACH) {
+        ModuleHandle = instance;
+        FileTable.valid = 0;
+        ProgressTotal = 0;
+        CancelEvent = CreateEventA(nullptr, FALSE, FALSE, nullptr);  // auto-reset, not signalled
+        ResetEvent(CancelEvent);
+    } else if (reason == DLL_PROCESS_DETACH) {
+        // Only the table is released; the event is left to the process end.
+        if (FileTable.valid) ReleaseFileTable();
+    }
+    return TRUE;
+}
+
+#ifndef _WIN32
+// On POSIX the loader's constructor and destructor stand in for the
+// process attach and detach of the Windows entry point.
+namespace {
+char gModuleToken;  // its address is the module handle
+
+__attribute__((constructor)) void TrovaProcessAttach() {
+    DllMain(reinterpret_cast<HINSTANCE>(&gModuleToken), DLL_PROCESS_ATTACH, nullptr);
+}
+__attribute__((destructor)) void TrovaProcessDetach() {
+    DllMain(reinterpret_cast<HINSTANCE>(&gModuleToken), DLL_PROCESS_DETACH, nullptr);
+}
+}  // namespace
+#endif

@@ -1,0 +1,85 @@
+// The host interface of the POSIX build (include/trova/host.h) and the
+// settings it steers. The progress callback and the log directory share one
+// mutex; the completion pause is a single atomic value.
+#include "trova/host.h"
+
+#include <atomic>
+#include <mutex>
+#include <string>
+
+#include "platform/posix/win32_posix.h"
+
+namespace trova::platform {
+namespace {
+
+constexpr int kButtonId = 1001;
+constexpr int kDefaultCompletionPauseMs = 500;
+
+struct HostSettings {
+    std::mutex mutex;
+    // Guarded by `mutex`.
+    TrovaProgressCallback progressCallback = nullptr;
+    void *progressContext = nullptr;
+    std::string logDirectory = "/tmp";  // empty: no log
+};
+
+// Created on first use and never destroyed, like the dialog it serves.
+HostSettings &Settings() {
+    static HostSettings *settings = new HostSettings;
+    return *settings;
+}
+
+std::atomic<int> completionPauseMs{kDefaultCompletionPauseMs};
+
+}  // namespace
+
+const char *LogDirectory() {
+    HostSettings &s = Settings();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    // Stays valid until the host sets another directory.
+    return s.logDirectory.empty() ? nullptr : s.logDirectory.c_str();
+}
+
+int CompletionPauseMs() { return completionPauseMs.load(); }
+
+void ReportProgress(int progressTotal) {
+    HostSettings &s = Settings();
+    TrovaProgressCallback callback;
+    void *context;
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        callback = s.progressCallback;
+        context = s.progressContext;
+    }
+    // Called unlocked: the callback may press the button or set things.
+    if (callback != nullptr) callback(progressTotal, context);
+}
+
+}  // namespace trova::platform
+
+void TrovaSetProgressCallback(TrovaProgressCallback callback, void *context) {
+    trova::platform::HostSettings &s = trova::platform::Settings();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.progressCallback = callback;
+    s.progressContext = context;
+}
+
+// A click on button 1001, as the dialog would receive it. Should the dialog
+// close between the look-up and the post, the post fails and nothing happens.
+void TrovaRequestCancel(void) {
+    using trova::platform::kButtonId;
+    HWND dialog = trova::platform::OpenDialogWindow();
+    if (dialog == nullptr) return;
+    PostMessageA(dialog, WM_COMMAND, MAKEWPARAM(kButtonId, BN_CLICKED),
+                 reinterpret_cast<LPARAM>(GetDlgItem(dialog, kButtonId)));
+}
+
+void TrovaSetCompletionPause(int milliseconds) {
+    trova::platform::completionPauseMs.store(milliseconds < 0 ? 0 : milliseconds);
+}
+
+void TrovaSetLogDirectory(const char *directory) {
+    trova::platform::HostSettings &s = trova::platform::Settings();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.logDirectory = directory != nullptr ? directory : "";
+}

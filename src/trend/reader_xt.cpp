@@ -1,0 +1,152 @@
+// Reader_XT: the min/max/mean trend of one quantity of a trend recording.
+// Consecutive records form groups of the interleave factor f; each group
+// gives one point per channel with its minimum, maximum and mean, the time
+// of its last record and the OR of its flag words.
+#include <algorithm>
+#include <cstdint>
+
+#include "files/big_endian.h"
+#include "files/completion.h"
+#include "files/file_table.h"
+#include "files/numeric.h"
+#include "files/scan.h"
+#include "files/window.h"
+#include "frame/log.h"
+#include "trend/trend_layout.h"
+#include "trend/trend_params.h"
+#include "trend/trend_workers.h"
+
+namespace trova {
+namespace {
+
+// The statistic block and quantity checks of the trend readers, against the
+// first file. Corrected arguments are used from here on.
+void CheckTrendArguments(const FileInfoRecord &first, int &MinMax, int &Quantity,
+                         StatusFlags &flags) {
+    if (MinMax < 0 || int64_t{MinMax} >= static_cast<int32_t>(first.statCount)) {
+        MinMax = 0;
+        flags.badMinMax = true;
+    }
+    const int64_t lastQuantity = int64_t{static_cast<int32_t>(first.scalarCount)} +
+                                 static_cast<int32_t>(first.phaseQuantityCount) - 1;
+    if (Quantity < 0 || Quantity > lastQuantity) {
+        Quantity = 0;
+        flags.badQuantity = true;
+    }
+}
+
+// The smallest f with samples ≤ f·points; 1 when everything fits.
+int32_t InterleaveFactorFor(int64_t samples, int32_t points) {
+    if (samples <= points) return 1;
+    return ClampToInt32((samples + points - 1) / points);
+}
+
+class XtGrouping {
+public:
+    XtGrouping(ReaderXtParams &params, int32_t channelCount, int32_t factor, int32_t points)
+        : params_(params), channelCount_(channelCount), factor_(factor), points_(points) {}
+
+    bool BeginFile(const FileInfoRecord &file) {
+        plan_ = PlanTrendRecord(file, channelCount_, params_.Quantity, params_.MinMax,
+                                params_.ExtRef);
+        return plan_.usable;
+    }
+
+    void Record(const uint8_t *record, const RecordPosition &position) {
+        const int32_t flagWord = ReadBEInt32(record, kTrendFlagOffset);
+        float values[kMaxTrendChannels];
+        ReadTrendValues(record, plan_, values);
+        for (int c = 0; c < plan_.channels; ++c) {
+            if (inGroup_ == 0) {
+                min_[c] = max_[c] = sum_[c] = values[c];
+            } else {
+                if (values[c] < min_[c]) min_[c] = values[c];
+                if (values[c] > max_[c]) max_[c] = values[c];
+                sum_[c] += values[c];
+            }
+        }
+        groupFlags_ = inGroup_ == 0 ? flagWord : (groupFlags_ | flagWord);
+        time1_ = ReadBEDouble(record, 0);
+        time2_ = ReadBEDouble(record, kTrendTimeOffset2);
+        ++inGroup_;
+        if (inGroup_ == factor_ || position.lastOfWindow) WritePoint();
+    }
+
+    // Publishes the points written so far after every file.
+    void EndFile() { *params_.Result = point_; }
+
+private:
+    void WritePoint() {
+        // A table gone stale (files grew since it was built) can bring more
+        // groups than the factor was sized for: those are not written.
+        if (point_ < points_) {
+            const int64_t p = point_;
+            const float count = static_cast<float>(inGroup_);
+            for (int c = 0; c < plan_.channels; ++c) {
+                const int64_t at = c * int64_t{points_} + p;
+                params_.MinValues[at] = min_[c];
+                params_.MaxValues[at] = max_[c];
+                params_.MeanValues[at] = sum_[c] / count;
+            }
+            params_.Times[p] = time1_;
+            params_.Times[points_ + p] = time2_;
+            params_.FlagWords[p] = groupFlags_;
+            ++point_;
+        }
+        inGroup_ = 0;
+    }
+
+    ReaderXtParams &params_;
+    const int32_t channelCount_;
+    const int32_t factor_;
+    const int32_t points_;
+    TrendRecordPlan plan_;
+    int32_t point_ = 0;
+    int32_t inGroup_ = 0;
+    float min_[kMaxTrendChannels] = {};
+    float max_[kMaxTrendChannels] = {};
+    float sum_[kMaxTrendChannels] = {};
+    int32_t groupFlags_ = 0;
+    double time1_ = 0.0;
+    double time2_ = 0.0;
+};
+
+}  // namespace
+
+void Reader_Thread(void *block) {
+    ReaderXtParams &params = *static_cast<ReaderXtParams *>(block);
+    LogLine("Start Reader_Thread");
+    FileBuffer buffer;
+    EnsureFileTable(params.PathFile, HeaderVariant::kTrend, buffer);
+    StatusFlags flags;
+    if (FileTable.fileCount < 1) {
+        CompleteWorker(flags, params.Status);
+        return;
+    }
+    const FileInfoRecord &first = FileTable.entries[0];
+    CheckTrendArguments(first, params.MinMax, params.Quantity, flags);
+    const TimeWindow window = ResolveTimeWindow(FileTable, params.TStart, params.TStop, buffer);
+    ProgressMeter progress(ProgressMeter::StepFor(window));
+    const int32_t channelCount = static_cast<int32_t>(first.channelCode);
+
+    // The scan reads the stop record, so one record more when TStop picked one.
+    const int64_t samples = CountWindowRecords(FileTable, window, params.TStart, params.TStop) +
+                            (window.stopSelected ? 1 : 0);
+    const int32_t points = params.Points != nullptr ? *params.Points : 0;
+    // With no room for a single point there is nothing to group: the factor
+    // is reported as 0 and no file is read.
+    const int32_t factor = points >= 1 ? InterleaveFactorFor(samples, points) : 0;
+    LogInt("Interleave Factor", factor);
+    LogInt("Samples", ClampToInt32(samples));
+    LogInt("Points ", points);
+    if (params.InterleaveFactor != nullptr) *params.InterleaveFactor = factor;
+
+    if (points >= 1) {
+        XtGrouping grouping(params, channelCount, factor, points);
+        flags.cancelled =
+            ScanWindow(FileTable, window, StopRecordRule::kRead, buffer, progress, grouping);
+    }
+    CompleteWorker(flags, params.Status);
+}
+
+}  // namespace trova

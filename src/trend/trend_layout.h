@@ -1,0 +1,50 @@
+// The trend record: two time doubles at 0 and 8 (the record time is their
+// sum), the flag word at 16, four unused bytes, then the statistic blocks
+// from 24. A block holds S once-per-block floats, then N channel groups of
+// P floats (S, P of the file itself, N of the recording's first file). The
+// value of quantity q in block k and channel c lies at
+//     24 + 4·q + k·L + 4·c·P,   L = 4·(S + N·P),
+// and the reference quantity R (0: none) at 24 + 4·R + k·L + 4·c·P.
+#pragma once
+
+#include <cstdint>
+
+#include "files/file_table.h"
+
+namespace trova {
+
+constexpr int kMaxTrendChannels = 5;
+constexpr int64_t kTrendTimeOffset2 = 8;
+constexpr int64_t kTrendFlagOffset = 16;
+
+// Channels a quantity of a recording with channel count N yields: channel 0
+// always; for per-channel quantities also channels 1 and 2 when N > 1,
+// channel 3 when N > 3 and channel 4 when N > 4. (N = 2 thus asks for a
+// third group its blocks do not hold.)
+int ChannelsRead(int32_t channelCount, bool perChannel);
+
+// Where one file's records hold the values a call reads, and how they are
+// normalised.
+struct TrendRecordPlan {
+    bool usable = false;  // every field read lies inside the record
+    int channels = 0;
+    int64_t valueOffset[kMaxTrendChannels] = {};
+    int64_t refOffset[kMaxTrendChannels] = {};
+    bool divideByRef = false;     // ExtRef = -1 and the file has a reference quantity
+    bool divideByExtRef = false;  // ExtRef > 0 and the file has a reference quantity
+    float extRef = 0.0f;
+};
+
+// The plan for `file` when quantity `quantity` of block `block` is read from
+// a recording whose first file has channel count `channelCount`. A file
+// whose records are too short for a field the plan reads (a damaged or
+// inconsistent header, a channel count the blocks do not hold) is not
+// usable: the scan then leaves its records out rather than read past them.
+TrendRecordPlan PlanTrendRecord(const FileInfoRecord &file, int32_t channelCount, int32_t quantity,
+                                int32_t block, float ExtRef);
+
+// The normalised values of one record, channel by channel.
+void ReadTrendValues(const uint8_t *record, const TrendRecordPlan &plan,
+                     float values[kMaxTrendChannels]);
+
+}  // namespace trova

@@ -1,0 +1,8 @@
+// The workers of the trend readers, started by the progress dialog.
+#pragma once
+
+namespace trova {
+
+void Reader_Thread(void *params);   // Reader_XT
+
+}  // namespace trova

@@ -1,0 +1,117 @@
+#include "support/test_support.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "files/file_table.h"
+#include "frame/module_state.h"
+#include "platform/posix/dialog_probe.h"
+
+namespace trova::testing {
+
+namespace {
+void RemoveTree(const std::string &path) {
+    if (DIR *dir = opendir(path.c_str())) {
+        while (dirent *entry = readdir(dir)) {
+            const std::string name = entry->d_name;
+            if (name == "." || name == "..") continue;
+            const std::string child = path + "/" + name;
+            struct stat st;
+            if (lstat(child.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+                RemoveTree(child);
+            } else {
+                unlink(child.c_str());
+            }
+        }
+        closedir(dir);
+    }
+    rmdir(path.c_str());
+}
+}  // namespace
+
+ScratchDir::ScratchDir() {
+    char pattern[] = "/tmp/trova-test-XXXXXX";
+    const char *made = mkdtemp(pattern);
+    if (made == nullptr) std::abort();
+    path_ = made;
+}
+
+ScratchDir::~ScratchDir() { RemoveTree(path_); }
+
+std::string ReadFileText(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+std::vector<std::string> SplitCrLfLines(const std::string &text) {
+    std::vector<std::string> lines;
+    size_t start = 0;
+    while (start < text.size()) {
+        const size_t end = text.find("\r\n", start);
+        if (end == std::string::npos) {
+            ADD_FAILURE() << "log text does not end with CR LF: " << text.substr(start);
+            break;
+        }
+        const std::string line = text.substr(start, end - start);
+        EXPECT_EQ(line.find('\n'), std::string::npos) << "bare line feed in: " << line;
+        lines.push_back(line);
+        start = end + 2;
+    }
+    return lines;
+}
+
+void ReaderTest::SetUp() {
+    TrovaSetLogDirectory(dir_.path().c_str());
+    TrovaSetCompletionPause(0);
+    TrovaSetProgressCallback(
+        [](int total, void *context) { static_cast<std::vector<int> *>(context)->push_back(total); },
+        &progress_);
+    ForgetFileTable();
+}
+
+void ReaderTest::TearDown() {
+    platform::probe::SetPollHook(nullptr);
+    TrovaSetProgressCallback(nullptr, nullptr);
+    TrovaSetLogDirectory("/tmp");
+    TrovaSetCompletionPause(500);
+    ForgetFileTable();
+}
+
+std::vector<std::string> ReaderTest::LogLines() const {
+    return SplitCrLfLines(ReadFileText(dir_.file("TrovaDLL.LOG")));
+}
+
+void ReaderTest::ClearLog() const { std::remove(dir_.file("TrovaDLL.LOG").c_str()); }
+
+void ReaderTest::ForgetFileTable() {
+    ReleaseFileTable();
+    FileTable.cachedPath[0] = '\0';
+}
+
+rec::RecordingInfo ReaderTest::Write(const rec::RecordingPlan &plan) const {
+    return rec::writeRecording(dir_.path(), plan);
+}
+
+std::string ReaderTest::PathOf(const rec::RecordingInfo &info, size_t tableIndex) const {
+    return info.path(info.table().at(tableIndex));
+}
+
+void ReaderTest::CancelAfterFile(int fileIndex) {
+    platform::probe::SetPollHook([fileIndex](int poll, HANDLE event) {
+        if (poll != fileIndex) return;
+        TrovaRequestCancel();
+        // The button's message goes through the dialog's queue; wait until
+        // the dialog has set the event, so the poll about to run sees it.
+        for (int i = 0; i < 5000 && !platform::probe::EventIsSignalled(event); ++i) usleep(1000);
+    });
+}
+
+}  // namespace trova::testing
