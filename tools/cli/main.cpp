@@ -5,7 +5,8 @@
 //   trova sample DIR                 write a sample trend recording into DIR
 //
 // Options of xt: --quantity Q  --block K  --from T  --to T  --points N
-// --extref X (-1: divide by the recording's reference quantity). Times are
+// --extref X (-1: divide by the recording's reference quantity), --last S
+// (the last S seconds of the recording). Times are
 // seconds since 1904-01-01 as in the recordings; negative means open.
 // Global: --log DIR writes the diagnostic log there (default /tmp),
 // --no-log switches it off.
@@ -17,6 +18,8 @@
 #include <map>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 #include "files/file_buffer.h"
 #include "files/file_table.h"
@@ -97,6 +100,7 @@ int ShowTable(const std::string &path) {
     return 0;
 }
 
+// Progress on a terminal only; a pipe or a log gets the table alone.
 void PrintProgress(int total, void *) { std::fprintf(stderr, "\rprogress %3d %%", total); }
 
 int ShowTrend(const std::string &path, const Options &options) {
@@ -108,18 +112,29 @@ int ShowTrend(const std::string &path, const Options &options) {
         meanValues(minValues.size());
     std::vector<double> times(2 * size_t(points));
     std::vector<int> flags(static_cast<size_t>(points));
+    double from = options.Number("from", -1.0);
+    if (options.values.count("last")) {
+        // The last N seconds: the window ends with the recording.
+        trova::FileBuffer buffer;
+        trova::EnsureFileTable(path.c_str(), trova::HeaderVariant::kTrend, buffer);
+        if (trova::FileTable.fileCount > 0) {
+            from = trova::FileTable.entries[trova::FileTable.fileCount - 1].lastTime -
+                   options.Number("last", 0.0);
+        }
+    }
     int factor = 0, status = -1;
     char label[] = "trova";
     char button[] = "Cancel";
     std::string pathCopy = path;
-    TrovaSetProgressCallback(PrintProgress, nullptr);
-    const int count = Reader_XT(quantity, block, options.Number("from", -1.0),
+    const bool terminal = isatty(fileno(stderr)) != 0;
+    TrovaSetProgressCallback(terminal ? PrintProgress : nullptr, nullptr);
+    const int count = Reader_XT(quantity, block, from,
                                 options.Number("to", -1.0),
                                 static_cast<float>(options.Number("extref", 0.0)), label,
                                 pathCopy.data(), &points, minValues.data(), maxValues.data(),
                                 meanValues.data(), times.data(), flags.data(), &factor, button,
                                 &status);
-    std::fprintf(stderr, "\n");
+    if (terminal) std::fprintf(stderr, "\r%20s\r", "");
     std::printf("status %d (%s), %d point(s), %d record(s) per point\n", status,
                 StatusName(status), count, factor);
     if (count < 1) return status == 0 ? 0 : 1;
@@ -147,7 +162,7 @@ int Usage() {
     std::fprintf(stderr,
                  "usage: trova table PATH\n"
                  "       trova xt PATH [--quantity Q] [--block K] [--from T] [--to T]\n"
-                 "                     [--points N] [--extref X]\n"
+                 "                     [--points N] [--extref X] [--last SECONDS]\n"
                  "       trova sample DIR\n"
                  "global options: --log DIR, --no-log\n");
     return 2;

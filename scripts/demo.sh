@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# The main job: build trova, write a sample trend recording and show what
+# the readers make of it.
+set -euo pipefail
+root="$(cd "$(dirname "$0")/.." && pwd)"
+build="$root/build/demo"
+"$root/scripts/install-deps.sh"
+cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DTROVA_BUILD_TESTS=OFF >/dev/null
+cmake --build "$build" -j"$(nproc)" --target trova trova_cli >/dev/null
+trova="$build/tools/cli/trova"
+recording="$build/sample-recording"
+rm -rf "$recording"
+first="$("$trova" sample "$recording")"
+echo "== sample recording in $recording"
+echo
+echo "== file table (trova table $first)"
+"$trova" table "$first" --log "$build"
+echo
+echo "== phase voltages, mean block, 24 points (trova xt $first --quantity 2 --block 2 --points 24)"
+"$trova" xt "$first" --quantity 2 --block 2 --points 24 --log "$build"
+echo
+echo "== the last hour relative to the nominal voltage (trova xt ... --extref -1 --last 3600)"
+"$trova" xt "$first" --quantity 2 --block 2 --points 6 --extref -1 --last 3600 --log "$build"
+echo
+echo "diagnostic log: $build/TrovaDLL.LOG"

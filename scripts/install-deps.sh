@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Installs what the Linux build and tests need, from Debian's packages, when
+# run as root on a Debian machine and something is missing. Idempotent.
+set -euo pipefail
+packages=(cmake make g++ libgtest-dev googletest python3)
+missing=()
+for p in "${packages[@]}"; do
+  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+done
+if [ ${#missing[@]} -eq 0 ]; then exit 0; fi
+if [ "$(id -u)" -ne 0 ] || ! command -v apt-get >/dev/null; then
+  echo "missing packages: ${missing[*]} (install them, or run this as root on Debian)" >&2
+  exit 1
+fi
+echo "installing: ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -qq
+apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
