@@ -169,7 +169,9 @@ INT_PTR DialogBoxParamA(HINSTANCE, LPCSTR templateName, HWND owner, DLGPROC proc
         std::lock_guard<std::mutex> lock(d.mutex);
         if (d.state.open) return -1;  // one modal dialog at a time
         d.queue.clear();
+        const int opened = d.state.openCount + 1;
         d.state = probe::DialogState{};
+        d.state.openCount = opened;
         d.state.everOpened = true;
         d.state.open = true;
         d.state.templateId = static_cast<int>(templateId);

@@ -13,6 +13,7 @@ namespace trova::platform::probe {
 // while it is open).
 struct DialogState {
     bool everOpened = false;
+    int openCount = 0;          // dialogs opened since the process started
     bool open = false;
     int templateId = 0;
     HWND owner = nullptr;
