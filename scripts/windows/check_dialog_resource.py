@@ -12,7 +12,8 @@ by field and compares them with the layout below.
   check_dialog_resource.py --self-test    check that the decoder rejects altered templates
 
 Exit status: 0 when the template matches, 1 on any mismatch, 2 on a usage or
-tool error.
+tool error, 77 when the resource compiler for --rc is not installed (CTest's
+SKIP_RETURN_CODE).
 """
 
 import argparse
@@ -298,6 +299,10 @@ def main(argv):
             cmd = [args.windres, "-O", "res", args.rc, res]
             try:
                 subprocess.run(cmd, check=True)
+            except FileNotFoundError:
+                print(f"resource compiler {args.windres} not found; "
+                      "scripts/windows/install-deps.sh installs it", file=sys.stderr)
+                return 77
             except (OSError, subprocess.CalledProcessError) as e:
                 print(f"cannot compile {args.rc}: {e}", file=sys.stderr)
                 return 2

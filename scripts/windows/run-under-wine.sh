@@ -65,6 +65,8 @@ flock 9
 # One virtual display for the whole run: create the prefix if needed, run
 # the program, then wait until the prefix's server (and the desktop process
 # it keeps) has exited, so nothing is left talking to a display that is gone.
+# The inner script is quoted on purpose: it expands in the inner shell.
+# shellcheck disable=SC2016
 timeout -k 10 "${TROVA_WINE_TIMEOUT:-600}" \
   xvfb-run -a -s "-screen 0 1024x768x24 -nolisten tcp" sh -c '
     if [ ! -f "$WINEPREFIX/system.reg" ]; then

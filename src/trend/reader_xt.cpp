@@ -19,22 +19,6 @@
 namespace trova {
 namespace {
 
-// The statistic block and quantity checks of the trend readers, against the
-// first file. Corrected arguments are used from here on.
-void CheckTrendArguments(const FileInfoRecord &first, int &MinMax, int &Quantity,
-                         StatusFlags &flags) {
-    if (MinMax < 0 || int64_t{MinMax} >= static_cast<int32_t>(first.statCount)) {
-        MinMax = 0;
-        flags.badMinMax = true;
-    }
-    const int64_t lastQuantity = int64_t{static_cast<int32_t>(first.scalarCount)} +
-                                 static_cast<int32_t>(first.phaseQuantityCount) - 1;
-    if (Quantity < 0 || Quantity > lastQuantity) {
-        Quantity = 0;
-        flags.badQuantity = true;
-    }
-}
-
 // The smallest f with samples ≤ f·points; 1 when everything fits.
 int32_t InterleaveFactorFor(int64_t samples, int32_t points) {
     if (samples <= points) return 1;

@@ -4,6 +4,20 @@
 
 namespace trova {
 
+void CheckTrendArguments(const FileInfoRecord &first, int &MinMax, int &Quantity,
+                         StatusFlags &flags) {
+    if (MinMax < 0 || int64_t{MinMax} >= static_cast<int32_t>(first.statCount)) {
+        MinMax = 0;
+        flags.badMinMax = true;
+    }
+    const int64_t lastQuantity = int64_t{static_cast<int32_t>(first.scalarCount)} +
+                                 static_cast<int32_t>(first.phaseQuantityCount) - 1;
+    if (Quantity < 0 || Quantity > lastQuantity) {
+        Quantity = 0;
+        flags.badQuantity = true;
+    }
+}
+
 int ChannelsRead(int32_t channelCount, bool perChannel) {
     if (!perChannel || channelCount <= 1) return 1;
     if (channelCount > 4) return 5;

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 
+#include "files/completion.h"
 #include "files/file_table.h"
 
 namespace trova {
@@ -16,6 +17,12 @@ namespace trova {
 constexpr int kMaxTrendChannels = 5;
 constexpr int64_t kTrendTimeOffset2 = 8;
 constexpr int64_t kTrendFlagOffset = 16;
+
+// The statistic block and quantity checks of the trend readers, against the
+// recording's first file: an out-of-range MinMax becomes 0 (status 2), an
+// out-of-range Quantity becomes 0 (status 4); the work goes on with them.
+void CheckTrendArguments(const FileInfoRecord &first, int &MinMax, int &Quantity,
+                         StatusFlags &flags);
 
 // Channels a quantity of a recording with channel count N yields: channel 0
 // always; for per-channel quantities also channels 1 and 2 when N > 1,
