@@ -171,15 +171,18 @@ TEST(PlatformDialog, EndDialogDuringInitReturnsAtOnceAndDropsLaterMessages) {
 }
 
 TEST(PlatformDialog, RejectsOtherTemplatesAndFailedThreadStartsEndTheDialog) {
+    const int openedBefore = probe::LastDialog().openCount;
     EXPECT_EQ(RunFakeDialog(ProgressWorker, 102), -1);
     EXPECT_TRUE(run.messages.empty());
     EXPECT_EQ(DialogBoxParamA(nullptr, "IDD_PROGRESS", nullptr, FakeDialog, 0), -1);
     EXPECT_TRUE(run.messages.empty());
+    EXPECT_EQ(probe::LastDialog().openCount, openedBefore);
 
     probe::SetThreadStartFailure(true);
     EXPECT_EQ(RunFakeDialog(ProgressWorker), 5);
     probe::SetThreadStartFailure(false);
     EXPECT_EQ(run.messages, (std::vector<UINT>{WM_INITDIALOG}));
+    EXPECT_EQ(probe::LastDialog().openCount, openedBefore + 1);
 }
 
 TEST(PlatformDialog, ProgressBarClampsItsPositionButReportsTheUnclampedTotal) {
