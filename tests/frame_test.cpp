@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/dialog.h"
 #include "frame/log.h"
 #include "platform/posix/dialog_probe.h"
 #include "recording_writer.h"
@@ -208,8 +209,32 @@ TEST_F(FrameExports, RefusedPathGivesStatusThreeWithoutDialogOnEveryExport) {
     }
 }
 
+// The kind each export hands the dialog.
+int32_t KindOf(const std::string &name) {
+    static const char *const kNames[] = {
+        "",
+        "Reader_FFT_XT1",
+        "Reader_FFT_XT2",
+        "Reader_FFT_XT3",
+        "Reader_FFT_HIST1",
+        "Reader_FFT_HIST2",
+        "Reader_FFT_Table1",
+        "Reader_FFT_Table2",
+        "Reader_FFT_ALL_Harmonics_XT1",
+        "Reader_FFT_ALL_Harmonics_XT2",
+        "Reader_FFT_ALL_Harmonics_XT3",
+        "Reader_XT",
+        "Reader_XT2",
+        "Reader_HIST",
+    };
+    for (int32_t kind = 1; kind <= 13; ++kind) {
+        if (name == kNames[kind]) return kind;
+    }
+    return 0;
+}
+
 TEST_F(FrameExports, ReaderWithoutWorkerClosesTheDialogAndLeavesStatus) {
-    // The harmonic readers have no worker in this build yet: the dialog opens
+    // A reader whose worker this build does not have yet: the dialog opens
     // and closes at once, and the status stays as the export left it.
     rec::RecordingPlan plan;
     plan.kind = rec::Kind::Harmonic;
@@ -218,7 +243,8 @@ TEST_F(FrameExports, ReaderWithoutWorkerClosesTheDialogAndLeavesStatus) {
     std::string path = PathOf(info, 0);
     for (const ExportCase &c : AllExports()) {
         const std::string name = c.name;
-        if (name == "Reader_XT") continue;
+        ASSERT_NE(KindOf(name), 0) << name;
+        if (WorkerFor(KindOf(name)) != nullptr) continue;
         SCOPED_TRACE(name);
         const int dialogsBefore = platform::probe::LastDialog().openCount;
         trova_long status = -1;

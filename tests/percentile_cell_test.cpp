@@ -141,6 +141,14 @@ TEST(PercentileCellTest, ValuesOutsideTheRangeStayInsideTheBins) {
     EXPECT_EQ(cell.cumulative(99), 8);
 }
 
+TEST(PercentileCellTest, BinsAreFoundInFloat) {
+    // The width rounds to exactly 1; 50 - 1e-6 rounds to 50 in float, so 50
+    // lands in bin 50 although it lies a little less than 50 above min.
+    const PercentileCell cell = Fed({1.0e-6f, 50.0f, 100.0f});
+    EXPECT_EQ(cell.width(), 1.0f);
+    EXPECT_EQ(OccupiedBins(cell), (std::vector<int>{0, 50, 99}));
+}
+
 TEST(PercentileCellTest, NotANumberInThePasses) {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     // A NaN never replaces a bound once one is set.
