@@ -16,11 +16,11 @@
 #include "files/file_table.h"
 #include "files/numeric.h"
 #include "files/scan.h"
-#include "files/window.h"
 #include "harmonics/harmonic_layout.h"
 #include "harmstats/harmonic_values.h"
 #include "harmstats/harmstats_params.h"
 #include "harmstats/harmstats_workers.h"
+#include "harmstats/two_pass_scan.h"
 
 namespace trova {
 namespace {
@@ -201,17 +201,12 @@ void FixBins(ReaderFftHist1Params &params, ReaderFftHist2Params *extended, int32
 }
 
 void RunHistogram(ReaderFftHist1Params &params, ReaderFftHist2Params *extended) {
-    FileBuffer buffer;
-    EnsureFileTable(params.PathFile, HeaderVariant::kHarmonic, buffer);
-    StatusFlags flags;
-    if (FileTable.fileCount < 1) {
-        CompleteWorker(flags, params.Status);
+    TwoPassScan scan;
+    if (!scan.Begin(params.PathFile, params.TStart, params.TStop)) {
+        CompleteWorker(scan.flags(), params.Status);
         return;
     }
-    const FileInfoRecord &first = FileTable.entries[0];
-    const TimeWindow window = ResolveTimeWindow(FileTable, params.TStart, params.TStop, buffer);
-    ProgressMeter progress(ProgressMeter::StepFor(window, 50.0f));
-    const int32_t phases = HarmonicPhaseCount(first.channelCode);
+    const int32_t phases = scan.phases();
     for (int32_t i = 0; i < kBins * phases; ++i) params.HCounts[i] = 0;
     if (extended != nullptr) {
         for (int32_t p = 0; p < phases; ++p) {
@@ -225,29 +220,19 @@ void RunHistogram(ReaderFftHist1Params &params, ReaderFftHist2Params *extended) 
         rules.reading = PowerReading::kStored;
         rules.refuseWithoutPowerBlock = true;
     }
-    int32_t code = params.Quantity;
-    int32_t set = params.MinMax;
-    RemapQuantity(rules, first.powerBlockFlag != 0, code, set, flags);
-    params.Quantity = code;
-    params.MinMax = set;
+    const HarmonicQuantity quantity =
+        scan.Remap(rules, params.Quantity, params.MinMax, params.Join != 0);
     if (extended != nullptr) {
         *extended->FFlaggedPoints = 0;
         *extended->FTotalPoints = 0;
     }
 
-    HistogramValues values(QuantityFor(rules, code, set, params.Join != 0), phases,
-                           params.Harmonic, params.FirstHarmonic);
+    HistogramValues values(quantity, phases, params.Harmonic, params.FirstHarmonic);
     PhaseBins bins;
     RangePass range(values, params, extended, bins);
-    flags.cancelled =
-        ScanWindow(FileTable, window, StopRecordRule::kExclude, buffer, progress, range);
-    FixBins(params, extended, phases, bins);
-    if (!flags.cancelled) {
-        CountPass count(values, params, extended, bins);
-        flags.cancelled =
-            ScanWindow(FileTable, window, StopRecordRule::kExclude, buffer, progress, count);
-    }
-    CompleteWorker(flags, params.Status);
+    CountPass count(values, params, extended, bins);
+    scan.Run(range, [&] { FixBins(params, extended, phases, bins); }, count);
+    CompleteWorker(scan.flags(), params.Status);
 }
 
 }  // namespace

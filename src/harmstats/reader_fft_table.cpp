@@ -19,13 +19,13 @@
 #include "files/completion.h"
 #include "files/file_table.h"
 #include "files/scan.h"
-#include "files/window.h"
 #include "frame/log.h"
 #include "harmonics/harmonic_layout.h"
 #include "harmstats/harmonic_values.h"
 #include "harmstats/harmstats_params.h"
 #include "harmstats/harmstats_workers.h"
 #include "harmstats/percentile_cell.h"
+#include "harmstats/two_pass_scan.h"
 
 namespace trova {
 namespace {
@@ -169,19 +169,14 @@ void RunTable(ReaderFftTable1Params &params, ReaderFftTable2Params *extended) {
         *extended->FFlaggedPoints = 0;
         *extended->FTotalPoints = 0;
     }
-    FileBuffer buffer;
-    EnsureFileTable(params.PathFile, HeaderVariant::kHarmonic, buffer);
-    StatusFlags flags;
-    if (FileTable.fileCount < 1) {
-        CompleteWorker(flags, params.Status);
+    TwoPassScan scan;
+    if (!scan.Begin(params.PathFile, params.TStart, params.TStop)) {
+        CompleteWorker(scan.flags(), params.Status);
         return;
     }
-    const FileInfoRecord &first = FileTable.entries[0];
-    const TimeWindow window = ResolveTimeWindow(FileTable, params.TStart, params.TStop, buffer);
-    ProgressMeter progress(ProgressMeter::StepFor(window, 50.0f));
-    const int32_t phases = HarmonicPhaseCount(first.channelCode);
-    *params.HarmCount = first.harmonicCount;
-    TableCells cells(phases, std::clamp(first.harmonicCount, 0, kTablePositions));
+    const int32_t phases = scan.phases();
+    *params.HarmCount = scan.first().harmonicCount;
+    TableCells cells(phases, std::clamp(scan.first().harmonicCount, 0, kTablePositions));
 
     QuantityRules rules{CodeFamily::kSpectrum, PowerReading::kAngles};
     rules.exchangeBothWays = true;
@@ -191,32 +186,26 @@ void RunTable(ReaderFftTable1Params &params, ReaderFftTable2Params *extended) {
         rules.refuseWithoutPowerBlock = true;
         rules.zeroReferenceKeepsValue = true;
     }
-    int32_t code = params.Quantity;
-    int32_t set = params.MinMax;
-    RemapQuantity(rules, first.powerBlockFlag != 0, code, set, flags);
-    params.Quantity = code;
-    params.MinMax = set;
-    const HarmonicQuantity quantity = QuantityFor(rules, code, set, params.Join != 0);
+    const HarmonicQuantity quantity =
+        scan.Remap(rules, params.Quantity, params.MinMax, params.Join != 0);
+    const int32_t set = params.MinMax;
 
     TablePass observe(Feed::kObserve, quantity, set, params.FirstHarmonic, cells, extended);
-    flags.cancelled =
-        ScanWindow(FileTable, window, StopRecordRule::kExclude, buffer, progress, observe);
-    for (int32_t p = 0; p < phases; ++p) {
-        for (int32_t k = 0; k < cells.positions(); ++k) {
-            cells.Harmonic(p, k).FixWidth(extended != nullptr && p == 0
-                                              ? PercentileCell::WidthPrecision::kSingle
-                                              : PercentileCell::WidthPrecision::kDouble);
+    TablePass count(Feed::kCount, quantity, set, params.FirstHarmonic, cells, extended);
+    auto fixWidths = [&] {
+        for (int32_t p = 0; p < phases; ++p) {
+            for (int32_t k = 0; k < cells.positions(); ++k) {
+                cells.Harmonic(p, k).FixWidth(extended != nullptr && p == 0
+                                                  ? PercentileCell::WidthPrecision::kSingle
+                                                  : PercentileCell::WidthPrecision::kDouble);
+            }
+            cells.ValueA(p).FixWidth();
+            cells.ValueB(p).FixWidth();
         }
-        cells.ValueA(p).FixWidth();
-        cells.ValueB(p).FixWidth();
-    }
-    if (!flags.cancelled) {
-        TablePass count(Feed::kCount, quantity, set, params.FirstHarmonic, cells, extended);
-        flags.cancelled =
-            ScanWindow(FileTable, window, StopRecordRule::kExclude, buffer, progress, count);
-    }
+    };
+    scan.Run(observe, fixWidths, count);
     WriteTables(params, cells);
-    CompleteWorker(flags, params.Status);
+    CompleteWorker(scan.flags(), params.Status);
 }
 
 }  // namespace
