@@ -11,13 +11,13 @@
 #include <vector>
 
 #include "recording_writer.h"
-#include "support/harmonic_oracle.h"
+#include "support/harmonic_model.h"
 #include "support/test_support.h"
 
 namespace trova {
 namespace {
 
-using testing::HarmonicFields;
+using testing::ValueModel;
 using testing::ReaderTest;
 
 constexpr trova_long kUntouchedCount = -7;
@@ -157,7 +157,7 @@ protected:
         plan.kind = rec::Kind::Harmonic;
         plan.harmonic.channelCode = channelCode;
         plan.harmonic.harmonics = 12;
-        plan.harmonicValues = fields_.fn;
+        plan.harmonicValues = values_;
         plan.flags = rec::everyKth(5, 0x10, 2);
         for (int f = 0; f < files; ++f) plan.add(perFile, f == 1 ? 40.0 : 0.0);
         return plan;
@@ -169,19 +169,20 @@ protected:
                                            const HistCall &call, int phases,
                                            bool skipFlagged = false) const {
         std::vector<std::vector<float>> values(static_cast<size_t>(phases));
+        // HIST1 forms powers from the angles, HIST2 reads them stored.
+        const ValueModel model{values_, !call.second, call.join != 0, phases, 12};
         const int read = code == 1 ? 1 : phases;
         for (int r = first; r < last; ++r) {
             if (skipFlagged && IsFlagged(r)) continue;
             for (int p = 0; p < read; ++p) {
-                values[size_t(p)].push_back(fields_.HistValue(r, code, set, p, int(call.harmonic),
-                                                              int(call.firstHarmonic),
-                                                              call.join != 0, call.second));
+                values[size_t(p)].push_back(
+                    model.Trend(code, set, r, p, int(call.harmonic), int(call.firstHarmonic)));
             }
         }
         return values;
     }
 
-    HarmonicFields fields_{testing::HarmonicTestValues(11)};
+    rec::HarmonicValueFn values_ = rec::SeededValues(11, 0.5f, 250.0f);
 };
 
 // What the readers make of the caller's code and MinMax (value set 1 when
@@ -241,6 +242,19 @@ TEST_F(ReaderFftHistTest, CodesOutsideTheTableAndOtherPhaseCounts) {
         past.Run(PathOf(info, 0));
         EXPECT_EQ(past.status, TROVA_READER_BAD_QUANTITY);
         ExpectHistogram(past, Histogram(Values(0, 25, 1, 0, past, 3), 3, past), 3);
+    }
+
+    // Codes below 1 stand for no quantity: every phase counts value 0, status 0.
+    for (int code : {0, -3}) {
+        HistCall none;
+        none.second = true;
+        none.quantity = code;
+        none.minMax = 0;
+        none.Run(PathOf(info, 0));
+        EXPECT_EQ(none.status, TROVA_READER_OK);
+        const std::vector<std::vector<float>> zeros(3u, std::vector<float>(25, 0.0f));
+        ExpectHistogram(none, Histogram(zeros, 3, none), 3);
+        EXPECT_EQ(none.counts[200], 25);
     }
 
     // One and four phases: arrays of 100 and 400 counts, nothing beyond.
@@ -427,7 +441,7 @@ TEST_F(ReaderFftHistTest, FixedRangeCollectsTheOutsideInTheEndBins) {
     // Voltage at the read position: one value per record, phase p shifted by 10·p.
     const std::vector<float> series = {0.0f, 97.5f, 98.0f, 98.5f, -0.5f, 42.25f, 12.0f};
     rec::RecordingPlan plan = Plan(1, int(series.size()));
-    const rec::HarmonicValueFn base = fields_.fn;
+    const rec::HarmonicValueFn base = values_;
     plan.harmonicValues = [series, base](int r, rec::HarmonicField field, int set, int p, int k) {
         if (field == rec::HarmonicField::Voltage && set == 0 && k == 3) {
             return series[size_t(r)] + 10.0f * float(p);
@@ -478,7 +492,7 @@ TEST_F(ReaderFftHistTest, InteriorRuleSubtractsInFloat) {
     // rounds to 50 in float (bin 50) though it lies below 50 (bin 49).
     const std::vector<float> series = {1.0e-6f, 50.0f, 100.0f, 75.0f};
     rec::RecordingPlan plan = Plan(1, int(series.size()), 2);
-    const rec::HarmonicValueFn base = fields_.fn;
+    const rec::HarmonicValueFn base = values_;
     plan.harmonicValues = [series, base](int r, rec::HarmonicField field, int set, int p, int k) {
         if (field == rec::HarmonicField::PhaseValue && set == 0 && k == 1) return series[size_t(r)];
         return base(r, field, set, p, k);
@@ -499,7 +513,7 @@ TEST_F(ReaderFftHistTest, ValuesWithoutABinAndFieldsOutsideTheRecord) {
     // A NaN and an infinity among the values, a zero reference for the
     // percent code: none of them may index outside a phase's bins.
     rec::RecordingPlan plan = Plan(1, 12);
-    const rec::HarmonicValueFn base = fields_.fn;
+    const rec::HarmonicValueFn base = values_;
     plan.harmonicValues = [base](int r, rec::HarmonicField field, int set, int p, int k) {
         if (field == rec::HarmonicField::Voltage && set == 0 && k == 3 && r == 4) {
             return std::numeric_limits<float>::quiet_NaN();
@@ -510,7 +524,7 @@ TEST_F(ReaderFftHistTest, ValuesWithoutABinAndFieldsOutsideTheRecord) {
         if (field == rec::HarmonicField::Voltage && set == 0 && k == 1 && r == 8) return 0.0f;
         return base(r, field, set, p, k);
     };
-    fields_.fn = plan.harmonicValues;
+    values_ = plan.harmonicValues;
     const rec::RecordingInfo info = Write(plan);
     for (int code : {2, 6}) {
         for (bool second : {false, true}) {

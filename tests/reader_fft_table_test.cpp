@@ -12,16 +12,16 @@
 
 #include "harmstats/percentile_cell.h"
 #include "recording_writer.h"
-#include "support/harmonic_oracle.h"
+#include "support/harmonic_model.h"
 #include "support/test_support.h"
 
 namespace trova {
 namespace {
 
-using testing::HarmonicFields;
+using testing::ValueModel;
+using testing::kUntouched;
 using testing::ReaderTest;
 
-constexpr float kUntouched = -12345.0f;
 constexpr trova_long kUntouchedCount = -7;
 constexpr size_t kTableSize = 2000;
 
@@ -122,7 +122,7 @@ protected:
         plan.kind = rec::Kind::Harmonic;
         plan.harmonic.channelCode = 6;
         plan.harmonic.harmonics = harmonics;
-        plan.harmonicValues = fields_.fn;
+        plan.harmonicValues = values_;
         plan.flags = rec::everyKth(4, 0x100, 1);
         for (int f = 0; f < files; ++f) plan.add(perFile, f == 1 ? 25.0 : 0.0);
         return plan;
@@ -156,22 +156,25 @@ protected:
         e.harmonic.resize(size_t(phases) * size_t(positions));
         e.a.resize(size_t(phases));
         e.b.resize(size_t(phases));
+        // Table1 forms powers from the angles; Table2 reads them stored and
+        // leaves a percentage of a zero reference unscaled.
+        ValueModel model{values_, !call.second, call.join != 0, phases, positions};
+        model.keepsUnscaled = call.second;
         for (size_t i = 0; i < records.indexes.size(); ++i) {
             const int r = records.indexes[i];
             for (int p = 0; p < phases; ++p) {
                 for (int k = 0; k < positions && k < records.harmonics[i]; ++k) {
                     e.harmonic[size_t(p) * size_t(positions) + size_t(k)].push_back(
-                        fields_.TableValue(r, code, set, p, k, int(call.firstHarmonic),
-                                           call.join != 0, call.second));
+                        model.Spectrum(code, set, r, p, k, int(call.firstHarmonic)));
                 }
-                e.a[size_t(p)].push_back(fields_.A(r, set, p));
-                e.b[size_t(p)].push_back(fields_.B(r, set, p));
+                e.a[size_t(p)].push_back(model.A(r, set, p));
+                e.b[size_t(p)].push_back(model.B(r, set, p));
             }
         }
         return e;
     }
 
-    HarmonicFields fields_{testing::HarmonicTestValues(23)};
+    rec::HarmonicValueFn values_ = rec::SeededValues(23, 0.5f, 250.0f);
 };
 
 struct Remapped {
@@ -234,6 +237,20 @@ TEST_F(ReaderFftTableTest, RefusedCodesAndTheirStatus) {
             EXPECT_EQ(past.status, TROVA_READER_BAD_QUANTITY);
             ExpectTables(past, Expected(all, 1, 0, 3, 10, past), past.percentil);
         }
+    }
+
+    // Codes below 1 stand for no quantity: harmonic entries 0, values A and B
+    // of the value set asked for, status 0.
+    for (bool second : {false, true}) {
+        TableCall none;
+        none.second = second;
+        none.quantity = 0;
+        none.minMax = 0;
+        none.Run(PathOf(info, 0));
+        EXPECT_EQ(none.status, TROVA_READER_OK);
+        ExpectedTable e = Expected(all, 1, 1, 3, 10, none);
+        for (std::vector<float> &series : e.harmonic) series.assign(12, 0.0f);
+        ExpectTables(none, e, none.percentil);
     }
 
     // Without power block Table2 reads the voltages of the value set asked
@@ -318,12 +335,12 @@ TEST_F(ReaderFftTableTest, FlaggedRecordsCountersAndTheLogOfPassTwo) {
 TEST_F(ReaderFftTableTest, ZeroReferenceLeavesStoredPercentagesUnscaled) {
     // The reactive power at the reference position is 0 in every third record.
     rec::RecordingPlan plan = Plan(1, 12);
-    const rec::HarmonicValueFn base = fields_.fn;
+    const rec::HarmonicValueFn base = values_;
     plan.harmonicValues = [base](int r, rec::HarmonicField field, int set, int p, int k) {
         if (field == rec::HarmonicField::Power && set == 1 && k == 2 && r % 3 == 0) return 0.0f;
         return base(r, field, set, p, k);
     };
-    fields_.fn = plan.harmonicValues;
+    values_ = plan.harmonicValues;
     const rec::RecordingInfo info = Write(plan);
     TableCall call;
     call.second = true;
@@ -362,9 +379,9 @@ TEST_F(ReaderFftTableTest, PercentilClampWindowAndEmptyWindow) {
     EXPECT_EQ(single.fTotal, 1);
     for (int p = 0; p < 3; ++p) {
         for (int k = 0; k < 10; ++k) {
-            EXPECT_EQ(single.harm[size_t(p * 500 + k)], fields_.U(13, 0, p, k));
+            EXPECT_EQ(single.harm[size_t(p * 500 + k)], values_(13, rec::HarmonicField::Voltage, 0, p, k));
         }
-        EXPECT_EQ(single.valueA[size_t(p)], fields_.A(13, 0, p));
+        EXPECT_EQ(single.valueA[size_t(p)], values_(13, rec::HarmonicField::PhaseValue, 0, p, 0));
     }
 
     // TStop before TStart: no record, every written entry 0, H still reported.

@@ -9,7 +9,6 @@
 // first and last bins also collect the values outside it.
 #include <cmath>
 #include <cstdint>
-#include <optional>
 
 #include "files/big_endian.h"
 #include "files/completion.h"
@@ -17,7 +16,7 @@
 #include "files/numeric.h"
 #include "files/scan.h"
 #include "harmonics/harmonic_layout.h"
-#include "harmstats/harmonic_values.h"
+#include "harmonics/harmonic_quantity.h"
 #include "harmstats/harmstats_params.h"
 #include "harmstats/harmstats_workers.h"
 #include "harmstats/two_pass_scan.h"
@@ -27,15 +26,21 @@ namespace {
 
 constexpr int kBins = 100;
 
-// The values of the records, per file: the quantity's fields planned once
-// for each file's own harmonic count.
+// The quantity's codes and corrections: HIST1 forms powers from the angles,
+// HIST2 reads them stored and refuses them without power block.
+constexpr QuantityRules kHist1Rules{false, false, 8, 13, 13};
+constexpr QuantityRules kHist2Rules{false, true, 8, 13, 13};
+
+// The values of the records, per file: the quantity's fields at position
+// `harmonic` (and the reference) planned once for each file's own
+// harmonic count.
 class HistogramValues {
 public:
     HistogramValues(const HarmonicQuantity &quantity, int32_t phases, int32_t harmonic,
                     int32_t reference)
         : quantity_(quantity),
           phases_(phases),
-          phasesRead_(quantity.PhasesRead(phases)),
+          phasesRead_(quantity.phaseZeroOnly ? 1 : phases),
           harmonic_(harmonic),
           reference_(reference) {}
 
@@ -43,13 +48,10 @@ public:
     // whose quantity fields lie outside its records still takes part in the
     // record counts; its values are left out.
     bool BeginFile(const FileInfoRecord &file) {
-        plan_.emplace(quantity_, HarmonicRecordLayout::ForFile(file, phases_));
-        readable_ = true;
-        for (int32_t p = 0; p < phasesRead_; ++p) {
-            readable_ = readable_ && plan_->Fits(p, harmonic_) &&
-                        (!quantity_.UsesReference() || plan_->Fits(p, reference_));
-        }
-        return plan_->layout().FieldInRecord(HarmonicRecordLayout::kFlag);
+        const HarmonicRecordLayout layout = HarmonicRecordLayout::ForFile(file, phases_);
+        plan_ = HarmonicFieldPlan(layout, quantity_, phasesRead_, PositionSpan{harmonic_, harmonic_},
+                                  reference_);
+        return layout.FieldInRecord(HarmonicRecordLayout::kFlag);
     }
 
     static bool Flagged(const uint8_t *record) {
@@ -59,11 +61,9 @@ public:
     // The values of phase 0 to n - 1; n is 0 when the file's values are not
     // readable.
     int32_t Fetch(const uint8_t *record, float values[kMaxHarmonicPhases]) const {
-        if (!readable_) return 0;
+        if (!plan_.Usable()) return 0;
         for (int32_t p = 0; p < phasesRead_; ++p) {
-            const float ref =
-                quantity_.UsesReference() ? plan_->Operand(record, p, reference_) : 0.0f;
-            values[p] = plan_->Value(record, p, harmonic_, ref);
+            values[p] = plan_.Value(record, p, harmonic_, reference_);
         }
         return phasesRead_;
     }
@@ -74,8 +74,7 @@ private:
     const int32_t phasesRead_;
     const int32_t harmonic_;
     const int32_t reference_;
-    std::optional<QuantityPlan> plan_;
-    bool readable_ = false;
+    HarmonicFieldPlan plan_;
 };
 
 // Working state of the call: per phase the range and the bin width.
@@ -206,7 +205,7 @@ void RunHistogram(ReaderFftHist1Params &params, ReaderFftHist2Params *extended) 
         CompleteWorker(scan.flags(), params.Status);
         return;
     }
-    const int32_t phases = scan.phases();
+    const int32_t phases = scan.scan().phases;
     for (int32_t i = 0; i < kBins * phases; ++i) params.HCounts[i] = 0;
     if (extended != nullptr) {
         for (int32_t p = 0; p < phases; ++p) {
@@ -214,14 +213,10 @@ void RunHistogram(ReaderFftHist1Params &params, ReaderFftHist2Params *extended) 
             extended->HTotalPoints[p] = 0;
         }
     }
-
-    QuantityRules rules{CodeFamily::kPosition, PowerReading::kAngles};
-    if (extended != nullptr) {
-        rules.reading = PowerReading::kStored;
-        rules.refuseWithoutPowerBlock = true;
-    }
-    const HarmonicQuantity quantity =
-        scan.Remap(rules, params.Quantity, params.MinMax, params.Join != 0);
+    scan.Remap(extended != nullptr ? kHist2Rules : kHist1Rules, params.Quantity, params.MinMax);
+    const HarmonicQuantity quantity = TrendQuantity(
+        params.Quantity, params.MinMax,
+        extended != nullptr ? PowerReading::kStored : PowerReading::kAngles, params.Join != 0);
     if (extended != nullptr) {
         *extended->FFlaggedPoints = 0;
         *extended->FTotalPoints = 0;

@@ -12,7 +12,6 @@
 // of the phase-0 harmonic cells formed in float.
 #include <algorithm>
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 #include "files/big_endian.h"
@@ -21,7 +20,7 @@
 #include "files/scan.h"
 #include "frame/log.h"
 #include "harmonics/harmonic_layout.h"
-#include "harmstats/harmonic_values.h"
+#include "harmonics/harmonic_quantity.h"
 #include "harmstats/harmstats_params.h"
 #include "harmstats/harmstats_workers.h"
 #include "harmstats/percentile_cell.h"
@@ -32,6 +31,13 @@ namespace {
 
 // Each phase owns 500 entries of HarmTable.
 constexpr int32_t kTablePositions = 500;
+
+// The quantity's codes and corrections: Table1 forms powers from the angles
+// and exchanges codes 1, 2 and 9, 10 both ways with value set 1; Table2
+// reads powers stored, refuses them without power block and turns only 9
+// and 10 into 1 and 2.
+constexpr QuantityRules kTable1Rules{true, false, 3, 8, 10, true};
+constexpr QuantityRules kTable2Rules{true, true, 3, 8, 10, false};
 
 // The cells of a call: P·H harmonic cells (H of the first file, at most the
 // 500 positions a phase has in the table), then P cells of value A and P of
@@ -82,21 +88,16 @@ public:
     // (a position or a power block the records lack) and the values A and B
     // are planned apart. Its records are still counted (Table2).
     bool BeginFile(const FileInfoRecord &file) {
-        plan_.emplace(quantity_, HarmonicRecordLayout::ForFile(file, cells_.phases()));
-        const HarmonicRecordLayout &layout = plan_->layout();
+        const HarmonicRecordLayout layout = HarmonicRecordLayout::ForFile(file, cells_.phases());
         positions_ = std::clamp(file.harmonicCount, 0, cells_.positions());
-        harmonicsReadable_ = true;
-        pairsReadable_ = true;
-        for (int32_t p = 0; p < cells_.phases(); ++p) {
-            // The arrays are contiguous: their first and last position bound them.
-            harmonicsReadable_ = harmonicsReadable_ &&
-                                 (positions_ == 0 ||
-                                  (plan_->Fits(p, 0) && plan_->Fits(p, positions_ - 1))) &&
-                                 (!quantity_.UsesReference() || plan_->Fits(p, reference_));
-            pairsReadable_ = pairsReadable_ &&
-                             layout.FieldInRecord(layout.PhaseValue(set_, p, 0)) &&
-                             layout.FieldInRecord(layout.PhaseValue(set_, p, 1));
-        }
+        plan_ = HarmonicFieldPlan(layout, quantity_, cells_.phases(),
+                                  PositionSpan{0, positions_ - 1}, reference_);
+        const int32_t lastPhase = cells_.phases() - 1;
+        valueA_ = layout.PhaseValue(set_, 0, 0);
+        valueB_ = layout.PhaseValue(set_, 0, 1);
+        pairStep_ = layout.PhaseValue(set_, 1, 0) - valueA_;
+        pairsReadable_ = layout.FieldInRecord(valueA_) &&
+                         layout.FieldInRecord(layout.PhaseValue(set_, lastPhase, 1));
         return layout.FieldInRecord(HarmonicRecordLayout::kFlag);
     }
 
@@ -107,18 +108,18 @@ public:
             if (flagged) *extended_->FFlaggedPoints += 1;
         }
         if (extended_ != nullptr && extended_->Flagged == 0 && flagged) return;
-        const HarmonicRecordLayout &layout = plan_->layout();
         for (int32_t p = 0; p < cells_.phases(); ++p) {
-            if (harmonicsReadable_) {
-                const float ref =
-                    quantity_.UsesReference() ? plan_->Operand(record, p, reference_) : 0.0f;
+            if (plan_.Usable()) {
+                // The reference term once per record and phase.
+                const float ref = plan_.Relative() ? plan_.Raw(record, p, reference_) : 0.0f;
                 for (int32_t k = 0; k < positions_; ++k) {
-                    Give(cells_.Harmonic(p, k), plan_->Value(record, p, k, ref));
+                    const float raw = plan_.Raw(record, p, k);
+                    Give(cells_.Harmonic(p, k), plan_.Relative() ? plan_.Relate(raw, ref) : raw);
                 }
             }
             if (pairsReadable_) {
-                Give(cells_.ValueA(p), ReadBEFloat(record, layout.PhaseValue(set_, p, 0)));
-                Give(cells_.ValueB(p), ReadBEFloat(record, layout.PhaseValue(set_, p, 1)));
+                Give(cells_.ValueA(p), ReadBEFloat(record, valueA_ + p * pairStep_));
+                Give(cells_.ValueB(p), ReadBEFloat(record, valueB_ + p * pairStep_));
             }
         }
     }
@@ -142,9 +143,9 @@ private:
     const int32_t reference_;
     TableCells &cells_;
     ReaderFftTable2Params *const extended_;
-    std::optional<QuantityPlan> plan_;
+    HarmonicFieldPlan plan_;
     int32_t positions_ = 0;
-    bool harmonicsReadable_ = false;
+    int64_t valueA_ = 0, valueB_ = 0, pairStep_ = 0;  // phase 0's pair and the step
     bool pairsReadable_ = false;
 };
 
@@ -174,21 +175,19 @@ void RunTable(ReaderFftTable1Params &params, ReaderFftTable2Params *extended) {
         CompleteWorker(scan.flags(), params.Status);
         return;
     }
-    const int32_t phases = scan.phases();
-    *params.HarmCount = scan.first().harmonicCount;
-    TableCells cells(phases, std::clamp(scan.first().harmonicCount, 0, kTablePositions));
+    const int32_t phases = scan.scan().phases;
+    *params.HarmCount = scan.scan().harmonics;
+    TableCells cells(phases, std::clamp(scan.scan().harmonics, 0, kTablePositions));
 
-    QuantityRules rules{CodeFamily::kSpectrum, PowerReading::kAngles};
-    rules.exchangeBothWays = true;
-    if (extended != nullptr) {
-        rules.reading = PowerReading::kStored;
-        rules.exchangeBothWays = false;
-        rules.refuseWithoutPowerBlock = true;
-        rules.zeroReferenceKeepsValue = true;
-    }
-    const HarmonicQuantity quantity =
-        scan.Remap(rules, params.Quantity, params.MinMax, params.Join != 0);
+    scan.Remap(extended != nullptr ? kTable2Rules : kTable1Rules, params.Quantity, params.MinMax);
     const int32_t set = params.MinMax;
+    HarmonicQuantity quantity = SpectrumQuantity(
+        params.Quantity, set, extended != nullptr ? PowerReading::kStored : PowerReading::kAngles,
+        params.Join != 0);
+    // Table2's percentages leave a value unscaled where its reference is 0.
+    if (extended != nullptr && quantity.relation == Relation::kPercent) {
+        quantity.relation = Relation::kPercentUnlessZero;
+    }
 
     TablePass observe(Feed::kObserve, quantity, set, params.FirstHarmonic, cells, extended);
     TablePass count(Feed::kCount, quantity, set, params.FirstHarmonic, cells, extended);

@@ -10,38 +10,35 @@
 #include "files/file_buffer.h"
 #include "files/file_table.h"
 #include "files/scan.h"
-#include "files/window.h"
-#include "harmonics/harmonic_layout.h"
-#include "harmstats/harmonic_values.h"
+#include "harmonics/harmonic_quantity.h"
+#include "harmonics/harmonic_scan.h"
 
 namespace trova {
 
 class TwoPassScan {
 public:
-    // Ensures the file table and resolves the window. False when the table
+    // Ensures the file table and settles the window. False when the table
     // holds no file: there is nothing to scan, and the worker completes.
     bool Begin(const char *PathFile, double TStart, double TStop) {
         EnsureFileTable(PathFile, HeaderVariant::kHarmonic, buffer_);
         if (FileTable.fileCount < 1) return false;
-        window_ = ResolveTimeWindow(FileTable, TStart, TStop, buffer_);
-        progress_ = ProgressMeter(ProgressMeter::StepFor(window_, 50.0f));
+        scan_ = PrepareHarmonicScan(FileTable, TStart, TStop, buffer_);
+        progress_ = ProgressMeter(ProgressMeter::StepFor(scan_.window, 50.0f));
         return true;
     }
 
-    const FileInfoRecord &first() const { return FileTable.entries[0]; }
-    // P, from the first file's channel code, for the whole call.
-    int32_t phases() const { return HarmonicPhaseCount(first().channelCode); }
+    // P, the first file's power-block flag and H.
+    const HarmonicScan &scan() const { return scan_; }
 
-    // Remaps the code and value set in the parameter block (never the
-    // caller's memory) and gives what they read.
+    // Corrects the code and value set in the parameter block (never in the
+    // caller's memory), remembering the status.
     template <class CodeT, class SetT>
-    HarmonicQuantity Remap(const QuantityRules &rules, CodeT &Quantity, SetT &MinMax, bool join) {
-        int32_t code = Quantity;
-        int32_t set = MinMax;
-        RemapQuantity(rules, first().powerBlockFlag != 0, code, set, flags_);
+    void Remap(const QuantityRules &rules, CodeT &Quantity, SetT &MinMax) {
+        int code = Quantity;
+        int set = MinMax;
+        RemapQuantity(rules, scan_.hasPowerBlock, code, set, flags_);
         Quantity = code;
         MinMax = set;
-        return QuantityFor(rules, code, set, join);
     }
 
     // Pass 1, then `between` (also after a cancel), then pass 2 unless
@@ -58,12 +55,12 @@ public:
 private:
     template <class Visitor>
     bool Pass(Visitor &visitor) {
-        return ScanWindow(FileTable, window_, StopRecordRule::kExclude, buffer_, progress_,
+        return ScanWindow(FileTable, scan_.window, StopRecordRule::kExclude, buffer_, progress_,
                           visitor);
     }
 
     FileBuffer buffer_;
-    TimeWindow window_;
+    HarmonicScan scan_{};
     ProgressMeter progress_{0.0f};
     StatusFlags flags_;
 };
