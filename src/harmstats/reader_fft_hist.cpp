@@ -49,8 +49,8 @@ public:
     // record counts; its values are left out.
     bool BeginFile(const FileInfoRecord &file) {
         const HarmonicRecordLayout layout = HarmonicRecordLayout::ForFile(file, phases_);
-        plan_ = HarmonicFieldPlan(layout, quantity_, phasesRead_, PositionSpan{harmonic_, harmonic_},
-                                  reference_);
+        plan_ = HarmonicFieldPlan(layout, quantity_, phasesRead_,
+                                  PositionSpan{harmonic_, harmonic_}, reference_);
         return layout.FieldInRecord(HarmonicRecordLayout::kFlag);
     }
 

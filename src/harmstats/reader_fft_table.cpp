@@ -155,14 +155,16 @@ void WriteTables(ReaderFftTable1Params &params, TableCells &cells) {
     for (PercentileCell &cell : cells.all()) cell.Accumulate();
     const float pct = params.Percentil;
     auto harmonics = [&](int32_t p) {
+        float *segment = params.HarmTable + int64_t{p} * kTablePositions;
         for (int32_t k = 0; k < cells.positions(); ++k) {
-            params.HarmTable[int64_t{p} * kTablePositions + k] = cells.Harmonic(p, k).Percentile(pct);
+            segment[k] = cells.Harmonic(p, k).Percentile(pct);
         }
     };
+    const int32_t phases = cells.phases();
     harmonics(0);
-    for (int32_t p = 0; p < cells.phases(); ++p) params.ValueATable[p] = cells.ValueA(p).Percentile(pct);
-    for (int32_t p = 0; p < cells.phases(); ++p) params.ValueBTable[p] = cells.ValueB(p).Percentile(pct);
-    for (int32_t p = 1; p < cells.phases(); ++p) harmonics(p);
+    for (int32_t p = 0; p < phases; ++p) params.ValueATable[p] = cells.ValueA(p).Percentile(pct);
+    for (int32_t p = 0; p < phases; ++p) params.ValueBTable[p] = cells.ValueB(p).Percentile(pct);
+    for (int32_t p = 1; p < phases; ++p) harmonics(p);
 }
 
 void RunTable(ReaderFftTable1Params &params, ReaderFftTable2Params *extended) {
