@@ -30,7 +30,7 @@ echo
 echo "== 95 % table of the voltage harmonics, flagged records left out (trova fft-table $first --percentile 0.95 --flagged 0)"
 "$trova" fft-table "$first" --percentile 0.95 --flagged 0 --log "$build"
 echo
-echo "== histogram of the 3rd harmonic voltage, fixed range 9.0 to 9.6 V (trova fft-hist ... --quantity 2 --harmonic 2 --hmin 9 --hmax 9.6)"
-"$trova" fft-hist "$first" --quantity 2 --harmonic 2 --hmin 9 --hmax 9.6 --log "$build"
+echo "== histogram of the 3rd harmonic voltage, fixed range 9.0 to 9.4 V (trova fft-hist ... --quantity 2 --harmonic 2 --hmin 9 --hmax 9.4)"
+"$trova" fft-hist "$first" --quantity 2 --harmonic 2 --hmin 9 --hmax 9.4 --log "$build"
 echo
 echo "diagnostic log: $build/TrovaDLL.LOG"
