@@ -19,12 +19,6 @@
 namespace trova {
 namespace {
 
-// The smallest f with samples ≤ f·points; 1 when everything fits.
-int32_t InterleaveFactorFor(int64_t samples, int32_t points) {
-    if (samples <= points) return 1;
-    return ClampToInt32((samples + points - 1) / points);
-}
-
 class XtGrouping {
 public:
     XtGrouping(ReaderXtParams &params, int32_t channelCount, int32_t factor, int32_t points)
@@ -114,8 +108,7 @@ void Reader_Thread(void *block) {
     const int32_t channelCount = static_cast<int32_t>(first.channelCode);
 
     // The scan reads the stop record, so one record more when TStop picked one.
-    const int64_t samples = CountWindowRecords(FileTable, window, params.TStart, params.TStop) +
-                            (window.stopSelected ? 1 : 0);
+    const int64_t samples = WindowSamples(FileTable, window, params.TStart, params.TStop);
     const int32_t points = params.Points != nullptr ? *params.Points : 0;
     // With no room for a single point there is nothing to group: the factor
     // is reported as 0 and no file is read.
