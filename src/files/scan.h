@@ -40,6 +40,14 @@ private:
 // where the scan stops (histograms and tables).
 enum class StopRecordRule { kRead, kExclude };
 
+// The records a scan with `rule` reads: K of CountWindowRecords, and one
+// more when it reads the stop record that TStop picked.
+inline int64_t CountScannedRecords(const FileTableState &table, const TimeWindow &window,
+                                   double TStart, double TStop, StopRecordRule rule) {
+    const bool extra = rule == StopRecordRule::kRead && window.stopSelected;
+    return CountWindowRecords(table, window, TStart, TStop) + (extra ? 1 : 0);
+}
+
 struct RecordPosition {
     int32_t file;    // index in the table
     int32_t record;  // index in the file

@@ -3,6 +3,7 @@
 
 namespace trova {
 
-void Reader_Thread(void *params);   // Reader_XT
+void Reader_Thread(void *params);       // Reader_XT
+void Reader_Thread2(void *params);      // Reader_XT2
 
 }  // namespace trova
