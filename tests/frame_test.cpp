@@ -218,7 +218,7 @@ TEST_F(FrameExports, ReaderWithoutWorkerClosesTheDialogAndLeavesStatus) {
     std::string path = PathOf(info, 0);
     for (const ExportCase &c : AllExports()) {
         const std::string name = c.name;
-        if (name == "Reader_XT" || name == "Reader_XT2") continue;
+        if (name.rfind("Reader_FFT", 0) != 0) continue;  // the trend readers have workers
         SCOPED_TRACE(name);
         const int dialogsBefore = platform::probe::LastDialog().openCount;
         trova_long status = -1;
