@@ -190,7 +190,7 @@ TEST_F(ReaderXt2Test, ScalarQuantityFeedsChannelZeroOnly) {
     ExpectCurves(call, TrendTestRecords(info, 0, 59, 1, 2, 1), 14, 1);
 }
 
-TEST_F(ReaderXt2Test, NormalisationAsTheOtherTrendReaders) {
+TEST_F(ReaderXt2Test, NormalisedValuesReachTheCurves) {
     rec::RecordingPlan plan = TrendTestPlan(1, 40);
     plan.trend.refQuantity = 4;
     const rec::RecordingInfo info = Write(plan);
@@ -216,25 +216,8 @@ TEST_F(ReaderXt2Test, NormalisationAsTheOtherTrendReaders) {
     }
     ExpectCurves(byRef, records, 1, 3);
 
-    for (float ignored : {-0.5f, 0.0f, -2.0f}) {
-        Xt2Call plain;
-        plain.quantity = 3;
-        plain.extRef = ignored;
-        plain.Run(path);
-        ExpectCurves(plain, TrendTestRecords(info, 0, 39, 3, 0, 3), 1, 3);
-    }
-
-    // Without a reference quantity nothing is normalised.
-    rec::RecordingPlan none = TrendTestPlan(1, 40);
-    none.stem = "noref";
-    const rec::RecordingInfo noRef = Write(none);
-    for (float extRef : {-1.0f, 230.0f}) {
-        Xt2Call call;
-        call.quantity = 3;
-        call.extRef = extRef;
-        call.Run(PathOf(noRef, 0));
-        ExpectCurves(call, TrendTestRecords(noRef, 0, 39, 3, 0, 3), 1, 3);
-    }
+    // (Which ExtRef values normalise, and without a reference quantity
+    // none does, is the trend record reading Reader_XT's tests pin.)
 }
 
 TEST_F(ReaderXt2Test, CorrectedArgumentsAndMissingFiles) {
