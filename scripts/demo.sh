@@ -22,6 +22,12 @@ echo
 echo "== the last hour relative to the nominal voltage (trova xt ... --extref -1 --last 3600)"
 "$trova" xt "$first" --quantity 2 --block 2 --points 6 --extref -1 --last 3600 --log "$build"
 echo
+echo "== the same voltages decimated for drawing (trova xt2 ... --points 12)"
+"$trova" xt2 "$first" --quantity 2 --block 2 --points 12 --log "$build"
+echo
+echo "== their distribution (trova hist ... --rows 10)"
+"$trova" hist "$first" --quantity 2 --block 2 --rows 10 --log "$build"
+echo
 harmonic="$build/sample-harmonic"
 rm -rf "$harmonic"
 first="$("$trova" sample-harmonic "$harmonic")"

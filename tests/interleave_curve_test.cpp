@@ -10,6 +10,7 @@
 
 #include "curve/interleave_curve.h"
 #include "recording_writer.h"
+#include "support/curve_model.h"
 #include "support/test_support.h"
 
 namespace trova {
@@ -17,17 +18,8 @@ namespace {
 
 static_assert(std::has_virtual_destructor_v<CInterleaveCurve>);
 
-struct Sample {
-    double t1, t2;
-    float value;
-    uint32_t flags;
-};
-
-struct Output {
-    float value;
-    double t1, t2;
-    uint32_t flags;
-};
+using Sample = testing::CurveSample;
+using Output = testing::CurveOutput;
 
 // Samples one second apart starting at a large whole second, with a
 // fraction in the second term, pseudo-random values and sparse flags.
@@ -52,34 +44,8 @@ std::vector<Output> Feed(CInterleaveCurve &curve, const std::vector<Sample> &sam
     return out;
 }
 
-// What the curve should give for `samples` cut into bins of `binSize` with
-// room for `capacity` outputs. The order of a bin's pair is decided by which
-// extreme was last improved on: the position of the last strict new maximum
-// (the first sample counts as one) against that of the last strict new
-// minimum.
 std::vector<Output> Model(const std::vector<Sample> &samples, size_t binSize, size_t capacity) {
-    std::vector<Output> out;
-    for (size_t start = 0; start < samples.size(); start += binSize) {
-        if (out.size() + 2 > capacity) break;
-        const size_t end = std::min(samples.size(), start + binSize);
-        float lo = samples[start].value, hi = lo;
-        long lastMax = 0, lastMin = -1;
-        uint32_t flags = 0;
-        for (size_t i = start; i < end; ++i) {
-            if (samples[i].value > hi) lastMax = long(i - start);
-            if (samples[i].value < lo) lastMin = long(i - start);
-            hi = std::max(hi, samples[i].value);
-            lo = std::min(lo, samples[i].value);
-            flags |= samples[i].flags;
-        }
-        const double from1 = out.empty() ? samples[start].t1 : out.back().t1;
-        const double from2 = out.empty() ? samples[start].t2 : out.back().t2;
-        const Sample &last = samples[end - 1];
-        const bool maxSecond = lastMax > lastMin;
-        out.push_back({maxSecond ? lo : hi, (from1 + last.t1) / 2.0, from2, flags});
-        out.push_back({maxSecond ? hi : lo, last.t1, last.t2, flags});
-    }
-    return out;
+    return testing::CurveModel(samples, binSize, capacity);
 }
 
 void ExpectSame(const std::vector<Output> &got, const std::vector<Output> &want) {

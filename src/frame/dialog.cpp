@@ -23,8 +23,8 @@ WorkerEntry WorkerFor(int32_t kind) {
         Reader_FFT_ALL_Harmonics_XT_Thread2,
         nullptr,  // 10 Reader_FFT_ALL_Harmonics_XT_Thread3
         Reader_Thread,
-        nullptr,  // 12 Reader_Thread2
-        nullptr,  // 13 Reader_HIST_Thread
+        Reader_Thread2,
+        Reader_HIST_Thread,
     };
     return kind >= 1 && kind <= 13 ? kWorkers[kind] : nullptr;
 }
