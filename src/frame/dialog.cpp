@@ -13,14 +13,14 @@ WorkerEntry WorkerFor(int32_t kind) {
         nullptr,
         Reader_FFT_XT_Thread1,
         Reader_FFT_XT_Thread2,
-        nullptr,  // 3  Reader_FFT_XT_Thread3
+        Reader_FFT_XT_Thread3,
         nullptr,  // 4  Reader_FFT_HIST_Thread1
         nullptr,  // 5  Reader_FFT_HIST_Thread2
         nullptr,  // 6  Reader_FFT_Table_Thread1
         nullptr,  // 7  Reader_FFT_Table_Thread2
         Reader_FFT_ALL_Harmonics_XT_Thread1,
         Reader_FFT_ALL_Harmonics_XT_Thread2,
-        nullptr,  // 10 Reader_FFT_ALL_Harmonics_XT_Thread3
+        Reader_FFT_ALL_Harmonics_XT_Thread3,
         Reader_Thread,
         nullptr,  // 12 Reader_Thread2
         nullptr,  // 13 Reader_HIST_Thread
