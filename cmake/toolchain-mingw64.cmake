@@ -61,8 +61,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_C_FLAGS_INIT "-ffp-contract=off")
 set(CMAKE_CXX_FLAGS_INIT "-ffp-contract=off")
 
-# Only system DLLs at run time.
-set(_trova_static_runtime "-static-libgcc -static-libstdc++")
+# Only system DLLs at run time. No time stamp in the image headers, so the
+# same sources give the same bytes.
+set(_trova_static_runtime "-static-libgcc -static-libstdc++ -Wl,--no-insert-timestamp")
 if(TROVA_MINGW_THREADS STREQUAL "posix")
   # The posix variant's libstdc++ and libgcc call into winpthread; -static
   # makes the linker take libwinpthread.a instead of its import library.

@@ -49,8 +49,8 @@ constexpr const char *kHeaderProbe =
     "extern \"C\" decltype(&Reader_FFT_HIST2) trova_probe;\n"
     "decltype(&Reader_FFT_HIST2) trova_probe = &Reader_FFT_HIST2;\n";
 
-constexpr const char *kMsvcTarget = "x86_64-pc-windows-msvc";
-constexpr const char *kMingwTarget = "x86_64-w64-windows-gnu";
+constexpr const char *kPlatformTarget = "x86_64-pc-windows-msvc";
+constexpr const char *kOurTarget = "x86_64-w64-windows-gnu";
 
 const std::vector<std::string> &PlainExports() {
   static const std::vector<std::string> names = {
@@ -334,7 +334,7 @@ TEST(DecoratedName, ExportNameIsThePlatformDecorationOfTheSignature) {
   ASSERT_TRUE(FindAlias(def, &alias)) << "the .def must hold exactly one alias";
 
   std::string assembly, error;
-  ASSERT_TRUE(CompileToAssembly(kMsvcTarget, kSignatureDefinition, &assembly, &error)) << error;
+  ASSERT_TRUE(CompileToAssembly(kPlatformTarget, kSignatureDefinition, &assembly, &error)) << error;
   std::set<std::string> symbols = ReaderSymbols(assembly, ".globl");
   ASSERT_EQ(symbols.size(), 1u) << "expected one global Reader_FFT_HIST2 symbol in:\n" << assembly;
   EXPECT_EQ(alias.name, *symbols.begin());
@@ -348,7 +348,7 @@ TEST(DecoratedName, InternalNameIsWhatMingwGivesTheSignature) {
   ASSERT_TRUE(FindAlias(def, &alias)) << "the .def must hold exactly one alias";
 
   std::string assembly, error;
-  ASSERT_TRUE(CompileToAssembly(kMingwTarget, kSignatureDefinition, &assembly, &error)) << error;
+  ASSERT_TRUE(CompileToAssembly(kOurTarget, kSignatureDefinition, &assembly, &error)) << error;
   std::set<std::string> symbols = ReaderSymbols(assembly, ".globl");
   ASSERT_EQ(symbols.size(), 1u) << "expected one global Reader_FFT_HIST2 symbol in:\n" << assembly;
   EXPECT_EQ(alias.internal, *symbols.begin());
@@ -363,16 +363,16 @@ TEST(DecoratedName, HeaderDeclarationCarriesBothNames) {
 
   // What the host binds to, from the header's Windows declaration.
   std::string assembly, error;
-  ASSERT_TRUE(CompileToAssembly(kMsvcTarget, kHeaderProbe, &assembly, &error)) << error;
-  std::set<std::string> msvc = ReaderSymbols(assembly, ".quad");
-  ASSERT_EQ(msvc.size(), 1u) << "expected one reference to Reader_FFT_HIST2 in:\n" << assembly;
-  EXPECT_EQ(alias.name, *msvc.begin());
+  ASSERT_TRUE(CompileToAssembly(kPlatformTarget, kHeaderProbe, &assembly, &error)) << error;
+  std::set<std::string> platform = ReaderSymbols(assembly, ".quad");
+  ASSERT_EQ(platform.size(), 1u) << "expected one reference to Reader_FFT_HIST2 in:\n" << assembly;
+  EXPECT_EQ(alias.name, *platform.begin());
 
   // What our mingw build defines, from the same declaration.
-  ASSERT_TRUE(CompileToAssembly(kMingwTarget, kHeaderProbe, &assembly, &error)) << error;
-  std::set<std::string> mingw = ReaderSymbols(assembly, ".quad");
-  ASSERT_EQ(mingw.size(), 1u) << "expected one reference to Reader_FFT_HIST2 in:\n" << assembly;
-  EXPECT_EQ(alias.internal, *mingw.begin());
+  ASSERT_TRUE(CompileToAssembly(kOurTarget, kHeaderProbe, &assembly, &error)) << error;
+  std::set<std::string> ours = ReaderSymbols(assembly, ".quad");
+  ASSERT_EQ(ours.size(), 1u) << "expected one reference to Reader_FFT_HIST2 in:\n" << assembly;
+  EXPECT_EQ(alias.internal, *ours.begin());
 }
 
 }  // namespace

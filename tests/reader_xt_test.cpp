@@ -3,6 +3,7 @@
 // computed here from the values the writer was given.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -426,6 +427,44 @@ TEST_F(ReaderXtTest, FilesThatChangeAfterTheTableWasBuilt) {
     stale.Run(path);
     EXPECT_EQ(stale.factor, 2);
     EXPECT_EQ(stale.result, 10);
+}
+
+}  // namespace
+}  // namespace trova
+
+namespace trova {
+namespace {
+
+TEST_F(ReaderXtTest, UnreadableMembersAndUnnamedRecordingsEndCleanly) {
+    const rec::RecordingInfo info = Write(Plan(2, 5));
+    // A directory whose name matches the pattern is found but cannot be read:
+    // it is treated like a malformed file and left out.
+    ASSERT_EQ(mkdir(dir_.file("meas.005.dat").c_str(), 0755), 0);
+    XtCall call;
+    call.Run(PathOf(info, 0));
+    EXPECT_EQ(call.status, TROVA_READER_OK);
+    EXPECT_EQ(call.result, 10);
+    bool errorLogged = false;
+    for (const std::string &line : LogLines()) {
+        errorLogged |= line == "GetFileInformation (Err ) = " + dir_.file("meas.005.dat");
+    }
+    EXPECT_TRUE(errorLogged);
+
+    // A path without a separator can be opened but names no recording.
+    char cwd[4096];
+    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+    ASSERT_EQ(chdir(dir_.path().c_str()), 0);
+    XtCall relative;
+    relative.Run(info.table()[0].name);
+    EXPECT_EQ(chdir(cwd), 0);
+    EXPECT_EQ(relative.status, TROVA_READER_NO_FILES);
+    EXPECT_EQ(relative.result, 0);
+
+    // A name without "." (the file exists) names no recording either.
+    rec::writeBytes(dir_.file("plain"), rec::buildRecording(Plan(1, 3)).contents[0]);
+    XtCall noDot;
+    noDot.Run(dir_.file("plain"));
+    EXPECT_EQ(noDot.status, TROVA_READER_NO_FILES);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "frame/module_state.h"
 #include "frame/worker_link.h"
 #include "harmonics/harmonic_workers.h"
+#include "harmstats/harmstats_workers.h"
 #include "trend/trend_workers.h"
 
 namespace trova {
@@ -14,10 +15,10 @@ WorkerEntry WorkerFor(int32_t kind) {
         Reader_FFT_XT_Thread1,
         Reader_FFT_XT_Thread2,
         Reader_FFT_XT_Thread3,
-        nullptr,  // 4  Reader_FFT_HIST_Thread1
-        nullptr,  // 5  Reader_FFT_HIST_Thread2
-        nullptr,  // 6  Reader_FFT_Table_Thread1
-        nullptr,  // 7  Reader_FFT_Table_Thread2
+        Reader_FFT_HIST_Thread1,
+        Reader_FFT_HIST_Thread2,
+        Reader_FFT_Table_Thread1,
+        Reader_FFT_Table_Thread2,
         Reader_FFT_ALL_Harmonics_XT_Thread1,
         Reader_FFT_ALL_Harmonics_XT_Thread2,
         Reader_FFT_ALL_Harmonics_XT_Thread3,

@@ -5,12 +5,9 @@
 #include <cstdint>
 
 #include "platform/win32.h"
+#include "resource.h"  // IDD_PROGRESS, IDC_PROGRESS, IDC_BUTTON: shared with the template
 
 namespace trova {
-
-constexpr int IDD_PROGRESS = 101;
-constexpr int IDC_PROGRESS = 1000;
-constexpr int IDC_BUTTON = 1001;
 
 constexpr UINT WM_READER_DONE = WM_USER + 1;      // 1025
 constexpr UINT WM_READER_PROGRESS = WM_USER + 2;  // 1026

@@ -10,7 +10,11 @@ namespace trova {
 void RemapQuantity(const QuantityRules &rules, bool hasPowerBlock, int &Quantity, int &m,
                    StatusFlags &flags) {
     if (rules.spectrum) {
-        if ((Quantity == 9 || Quantity == 10) && m == 1) Quantity -= 8;
+        if ((Quantity == 9 || Quantity == 10) && m == 1) {
+            Quantity -= 8;
+        } else if ((Quantity == 1 || Quantity == 2) && m == 1 && rules.exchangeBothWays) {
+            Quantity += 8;
+        }
     } else if (m == 1) {
         switch (Quantity) {
         case 2: Quantity = 6; break;
@@ -209,6 +213,7 @@ float HarmonicFieldPlan::Relate(float raw, float reference) const {
     switch (quantity_.relation) {
     case Relation::kPercent: return PercentOf(raw, reference);
     case Relation::kGuarded: return GuardedRatio(raw, reference);
+    case Relation::kPercentUnlessZero: return reference != 0.0f ? PercentOf(raw, reference) : raw;
     case Relation::kAbsolute: break;
     }
     return raw;

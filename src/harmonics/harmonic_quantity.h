@@ -29,7 +29,8 @@ enum class PowerReading { kAngles, kStored };
 
 // How a reader corrects the code and the value-set selector m, in order:
 //  1. with m = 1 the trend family exchanges 2 and 6, 3 and 7 (once); the
-//     spectrum family turns 9 and 10 into 1 and 2;
+//     spectrum family turns 9 and 10 into 1 and 2, or, with
+//     exchangeBothWays (Reader_FFT_Table1), also 1 and 2 into 9 and 10;
 //  2. a power code without power block in the first file becomes 1
 //     (status 5), where the reader tests the flag;
 //  3. a code above 5 with m > 0 is read from value set 0 (status 2);
@@ -41,6 +42,7 @@ struct QuantityRules {
     int32_t firstPowerCode;
     int32_t lastPowerCode;
     int32_t lastCode;
+    bool exchangeBothWays = false;
 };
 
 void RemapQuantity(const QuantityRules &rules, bool hasPowerBlock, int &Quantity, int &m,
@@ -61,6 +63,7 @@ enum class Relation : uint8_t {
     kAbsolute,
     kPercent,  // 100 · value / value at r
     kGuarded,  // value / (value at r + 0.00000001)
+    kPercentUnlessZero,  // as kPercent; the value itself where the value at r is 0
 };
 
 struct HarmonicQuantity {

@@ -1,12 +1,12 @@
 #include "support/harmonic_model.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
 #include <gtest/gtest.h>
 
 #include "curve/interleave_curve.h"
-#include "harmonics/harmonic_power.h"
 
 namespace trova::testing {
 
@@ -105,9 +105,24 @@ std::vector<ModelRecord> ModelRecords(const rec::RecordingInfo &info, int first,
     return out;
 }
 
+// Written from the definition, not with the library's own function: the
+// angle difference in float; unjoined, U·I in float times the cosine or
+// sine in double; joined, U / √3 · I and the turned angle in double.
 float ValueModel::AnglePowerOf(int kind, int n, int set, int p, int x) const {
-    return AnglePower(static_cast<PowerKind>(kind), V(n, set, p, x), I(n, set, p, x),
-                      X(n, 0, p, x), X(n, 1, p, x), join);
+    const float u = V(n, set, p, x);
+    const float i = I(n, set, p, x);
+    const float phi = X(n, 0, p, x) - X(n, 1, p, x);
+    if (!join) {
+        const float ui = u * i;
+        if (kind == 0) return static_cast<float>(double(ui) * std::cos(double(phi)));
+        if (kind == 1) return static_cast<float>(double(ui) * std::sin(double(phi)));
+        return ui;
+    }
+    const double scaled = double(u) / std::sqrt(3.0) * double(i);
+    const double angle = double(phi) - 1.0471666666666668;  // 3.1415 / 3
+    if (kind == 0) return static_cast<float>(scaled * std::cos(angle));
+    if (kind == 1) return static_cast<float>(scaled * std::sin(angle));
+    return static_cast<float>(scaled);
 }
 
 float ValueModel::ArrayAt(bool current, int n, int set, int p, int x) const {
@@ -181,6 +196,10 @@ float ValueModel::Trend(int code, int m, int n, int p, int k, int r) const {
 }
 
 float ValueModel::Spectrum(int code, int m, int n, int p, int j, int r) const {
+    auto percent = [this](float value, float reference) {
+        if (keepsUnscaled && reference == 0.0f) return value;
+        return value / reference * 100.0f;
+    };
     switch (code) {
     case 1: return V(n, m, p, j);
     case 2: return I(n, m, p, j);
@@ -196,10 +215,10 @@ float ValueModel::Spectrum(int code, int m, int n, int p, int j, int r) const {
             const double reference = AnglePowerOf(kind, n, 0, p, r);
             return static_cast<float>(value / (reference + 0.00000001));
         }
-        return X(n, kind, p, j) / X(n, kind, p, r) * 100.0f;
+        return percent(X(n, kind, p, j), X(n, kind, p, r));
     }
-    case 9: return V(n, 0, p, j) / V(n, 0, p, r) * 100.0f;
-    case 10: return I(n, 0, p, j) / I(n, 0, p, r) * 100.0f;
+    case 9: return percent(V(n, 0, p, j), V(n, 0, p, r));
+    case 10: return percent(I(n, 0, p, j), I(n, 0, p, r));
     default: return 0.0f;
     }
 }

@@ -58,10 +58,15 @@ struct ValueModel {
     bool join;
     int phases;     // P and H of the file (the distortion codes read past
     int harmonics;  // the end of a phase's array)
+    // Stored spectrum percentages (Reader_FFT_Table2): a zero reference
+    // leaves the value as read.
+    bool keepsUnscaled = false;
 
     float V(int n, int set, int p, int x) const { return v(n, rec::HarmonicField::Voltage, set, p, x); }
     float I(int n, int set, int p, int x) const { return v(n, rec::HarmonicField::Current, set, p, x); }
     float X(int n, int array, int p, int x) const { return v(n, rec::HarmonicField::Power, array, p, x); }
+    float A(int n, int set, int p) const { return v(n, rec::HarmonicField::PhaseValue, set, p, 0); }
+    float B(int n, int set, int p) const { return v(n, rec::HarmonicField::PhaseValue, set, p, 1); }
     // Active (0), reactive (1) or apparent (2) power from value set `set` and the angles.
     float AnglePowerOf(int kind, int n, int set, int p, int x) const;
 

@@ -2,12 +2,21 @@
 //
 //   trova table PATH                 the recording's files, as the readers see them
 //   trova xt PATH [options]          min/max/mean trend of one quantity
+//   trova fft-hist PATH [options]    histogram of one harmonic quantity per phase
+//   trova fft-table PATH [options]   percentile table over all harmonic positions
 //   trova sample DIR                 write a sample trend recording into DIR
+//   trova sample-harmonic DIR        write a sample harmonic recording into DIR
 //
 // Options of xt: --quantity Q  --block K  --from T  --to T  --points N
 // --extref X (-1: divide by the recording's reference quantity), --last S
 // (the last S seconds of the recording). Times are
 // seconds since 1904-01-01 as in the recordings; negative means open.
+// Options of fft-hist and fft-table: --quantity Q (the reader's code),
+// --set S (value set 0 or 1), --reference F (position of the reference
+// harmonic), --join J, --from T, --to T, --flagged 0|1 (0 leaves flagged
+// records out), --reader 1|2 (1: powers formed from angles; default 2:
+// stored powers). fft-hist also takes --harmonic H (the position) and
+// --hmin X --hmax Y (a fixed range); fft-table takes --percentile P.
 // Global: --log DIR writes the diagnostic log there (default /tmp),
 // --no-log switches it off.
 #include <cmath>
@@ -23,6 +32,7 @@
 
 #include "files/file_buffer.h"
 #include "files/file_table.h"
+#include "harmonics/harmonic_layout.h"
 #include "sample_recording.h"
 #include "trend/trend_layout.h"
 #include "trova/host.h"
@@ -158,12 +168,144 @@ int ShowTrend(const std::string &path, const Options &options) {
     return status == 0 ? 0 : 1;
 }
 
+// The arguments the harmonic statistics commands share.
+struct HarmonicArgs {
+    int reader;  // 1 or 2
+    int quantity;
+    int minMax;  // the readers' argument: 0 asks for value set 1
+    double from, to;
+    trova_long reference, join, flagged;
+    std::string path;
+    char label[16] = "trova";
+    char button[16] = "Cancel";
+
+    HarmonicArgs(const std::string &recording, const Options &options, int defaultQuantity)
+        : reader(options.Number("reader", 2) == 1 ? 1 : 2),
+          quantity(static_cast<int>(options.Number("quantity", defaultQuantity))),
+          minMax(options.Number("set", 0) == 1 ? 0 : 1),
+          from(options.Number("from", -1.0)),
+          to(options.Number("to", -1.0)),
+          reference(static_cast<trova_long>(options.Number("reference", 0))),
+          join(static_cast<trova_long>(options.Number("join", 0))),
+          flagged(static_cast<trova_long>(options.Number("flagged", 1))),
+          path(recording) {}
+
+    // The phase count of the recording the call read (1 without a table).
+    static int Phases() {
+        if (trova::FileTable.fileCount < 1) return 1;
+        return trova::HarmonicPhaseCount(trova::FileTable.entries[0].channelCode);
+    }
+};
+
+int ShowHarmonicHistogram(const std::string &path, const Options &options) {
+    HarmonicArgs a(path, options, 2);
+    const trova_long harmonic = static_cast<trova_long>(options.Number("harmonic", 0));
+    const bool fixed = options.values.count("hmin") != 0 || options.values.count("hmax") != 0;
+    const double hMin = options.Number("hmin", NAN), hMax = options.Number("hmax", NAN);
+    std::vector<double> start(4), width(4);
+    std::vector<trova_long> counts(400), inRange(4), total(4);
+    trova_long status = -1, flaggedRecords = 0, records = 0;
+    const bool terminal = isatty(fileno(stderr)) != 0;
+    TrovaSetProgressCallback(terminal ? PrintProgress : nullptr, nullptr);
+    if (a.reader == 1) {
+        Reader_FFT_HIST1(a.quantity, a.minMax, a.from, a.to, a.label, a.path.data(), start.data(),
+                         width.data(), counts.data(), harmonic, a.button, a.reference, a.join,
+                         &status);
+    } else {
+        Reader_FFT_HIST2(a.quantity, a.minMax, a.from, a.to, a.label, a.path.data(), start.data(),
+                         width.data(), counts.data(), harmonic, a.button, a.reference, a.join,
+                         &status, fixed ? 1 : 0, hMin, hMax, inRange.data(), total.data(),
+                         a.flagged, &flaggedRecords, &records);
+    }
+    if (terminal) std::fprintf(stderr, "\r%20s\r", "");
+    std::printf("status %d (%s), Reader_FFT_HIST%d, quantity %d at position %d\n",
+                static_cast<int>(status), StatusName(static_cast<int>(status)), a.reader,
+                a.quantity, static_cast<int>(harmonic));
+    if (status == TROVA_READER_NO_FILES) return 1;
+    const int phases = HarmonicArgs::Phases();
+    if (a.reader == 2) {
+        std::printf("%d record(s) in the window, %d flagged (%s)\n", static_cast<int>(records),
+                    static_cast<int>(flaggedRecords), a.flagged ? "counted" : "left out");
+    }
+    std::printf("%5s %14s %14s %9s %9s\n", "phase", "bin 0 from", "bin width", "in range",
+                "values");
+    for (int p = 0; p < phases; ++p) {
+        trova_long values = 0;
+        for (int b = 0; b < 100; ++b) values += counts[size_t(100 * p + b)];
+        std::printf("%5d %14.6g %14.6g %9d %9d\n", p, start[size_t(p)], width[size_t(p)],
+                    static_cast<int>(a.reader == 2 ? inRange[size_t(p)] : values),
+                    static_cast<int>(a.reader == 2 ? total[size_t(p)] : values));
+    }
+    std::printf("\n%4s  %-14s", "bin", "phase 0 edge");
+    for (int p = 0; p < phases; ++p) std::printf(" %8s%d", "phase ", p);
+    std::printf("\n");
+    for (int b = 0; b < 100; ++b) {
+        bool any = false;
+        for (int p = 0; p < phases; ++p) any = any || counts[size_t(100 * p + b)] != 0;
+        if (!any) continue;
+        std::printf("%4d  %-14.6g", b, start[0] + b * width[0]);
+        for (int p = 0; p < phases; ++p) std::printf(" %9d", static_cast<int>(counts[size_t(100 * p + b)]));
+        std::printf("\n");
+    }
+    return status == 0 ? 0 : 1;
+}
+
+int ShowHarmonicTable(const std::string &path, const Options &options) {
+    HarmonicArgs a(path, options, 1);
+    const float percentile = static_cast<float>(options.Number("percentile", 0.95));
+    std::vector<float> harm(2000), valueA(4), valueB(4);
+    trova_long status = -1, harmCount = 0, flaggedRecords = 0, records = 0;
+    const bool terminal = isatty(fileno(stderr)) != 0;
+    TrovaSetProgressCallback(terminal ? PrintProgress : nullptr, nullptr);
+    if (a.reader == 1) {
+        Reader_FFT_Table1(a.quantity, a.minMax, a.from, a.to, a.label, a.path.data(), a.button,
+                          a.reference, harm.data(), valueA.data(), valueB.data(), percentile,
+                          a.join, &status, &harmCount);
+    } else {
+        Reader_FFT_Table2(a.quantity, a.minMax, a.from, a.to, a.label, a.path.data(), a.button,
+                          a.reference, harm.data(), valueA.data(), valueB.data(), percentile,
+                          a.join, &status, &harmCount, a.flagged, &flaggedRecords, &records);
+    }
+    if (terminal) std::fprintf(stderr, "\r%20s\r", "");
+    std::printf("status %d (%s), Reader_FFT_Table%d, quantity %d, %g %% percentile\n",
+                static_cast<int>(status), StatusName(static_cast<int>(status)), a.reader,
+                a.quantity, 100.0 * percentile);
+    if (status == TROVA_READER_NO_FILES) return 1;
+    const int phases = HarmonicArgs::Phases();
+    if (a.reader == 2) {
+        std::printf("%d record(s) in the window, %d flagged (%s)\n", static_cast<int>(records),
+                    static_cast<int>(flaggedRecords), a.flagged ? "counted" : "left out");
+    }
+    std::printf("%8s", "position");
+    for (int p = 0; p < phases; ++p) std::printf(" %11s%d", "phase ", p);
+    std::printf("\n");
+    const int positions = harmCount < 0 ? 0 : harmCount > 500 ? 500 : static_cast<int>(harmCount);
+    for (int k = 0; k < positions; ++k) {
+        std::printf("%8d", k);
+        for (int p = 0; p < phases; ++p) std::printf(" %12.5g", harm[size_t(500 * p + k)]);
+        std::printf("\n");
+    }
+    std::printf("%8s", "value A");
+    for (int p = 0; p < phases; ++p) std::printf(" %12.5g", valueA[size_t(p)]);
+    std::printf("\n%8s", "value B");
+    for (int p = 0; p < phases; ++p) std::printf(" %12.5g", valueB[size_t(p)]);
+    std::printf("\n");
+    return status == 0 ? 0 : 1;
+}
+
 int Usage() {
     std::fprintf(stderr,
                  "usage: trova table PATH\n"
                  "       trova xt PATH [--quantity Q] [--block K] [--from T] [--to T]\n"
                  "                     [--points N] [--extref X] [--last SECONDS]\n"
+                 "       trova fft-hist PATH [--quantity Q] [--set S] [--harmonic H]\n"
+                 "                     [--reference F] [--join J] [--from T] [--to T]\n"
+                 "                     [--hmin X] [--hmax Y] [--flagged 0|1] [--reader 1|2]\n"
+                 "       trova fft-table PATH [--quantity Q] [--set S] [--percentile P]\n"
+                 "                     [--reference F] [--join J] [--from T] [--to T]\n"
+                 "                     [--flagged 0|1] [--reader 1|2]\n"
                  "       trova sample DIR\n"
+                 "       trova sample-harmonic DIR\n"
                  "global options: --log DIR, --no-log\n");
     return 2;
 }
@@ -182,9 +324,13 @@ int main(int argc, char **argv) {
     const std::string &target = options.positional[0];
     if (command == "table") return ShowTable(target);
     if (command == "xt") return ShowTrend(target, options);
-    if (command == "sample") {
+    if (command == "fft-hist") return ShowHarmonicHistogram(target, options);
+    if (command == "fft-table") return ShowHarmonicTable(target, options);
+    if (command == "sample" || command == "sample-harmonic") {
         std::string written;
-        if (!trova::rec::WriteSampleTrendRecording(target, written)) {
+        const bool harmonic = command == "sample-harmonic";
+        if (!(harmonic ? trova::rec::WriteSampleHarmonicRecording(target, written)
+                       : trova::rec::WriteSampleTrendRecording(target, written))) {
             std::fprintf(stderr, "trova: cannot write a sample recording into %s\n", target.c_str());
             return 1;
         }
