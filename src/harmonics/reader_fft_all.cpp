@@ -98,9 +98,8 @@ public:
             // The reference of the record and phase, once, before the positions.
             const float reference = relative ? plan_.Raw(record, p, firstHarmonic_) : 0.0f;
             float *values = sink_.Values(p);
-            for (int32_t j = 0; j < positions_; ++j) {
-                values[j] = plan_.Relate(plan_.Raw(record, p, j), reference);
-            }
+            plan_.RawSpan(record, p, positions_, values);
+            plan_.RelateSpan(values, positions_, reference);
         }
         sink_.Take(scan_.phases, positions_, ReadBEDouble(record, HarmonicRecordLayout::kTime1),
                    ReadBEDouble(record, HarmonicRecordLayout::kTime2),
