@@ -1,7 +1,8 @@
 // A driver for the fuzz targets that needs no fuzzing engine: it runs the
 // target over files named on the command line, or, with no arguments, over
-// trend recordings made by the recording writer and deterministic mutations
-// of them. CTest runs it this way under the sanitizers.
+// recordings made by the recording writer (trend recordings, or harmonic
+// ones for the targets that ask for them) and deterministic mutations of
+// them. CTest runs it this way under the sanitizers.
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -13,12 +14,59 @@
 #include "recording_writer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
+// A target that reads harmonic recordings defines this (returning true) to
+// be seeded with harmonic recordings instead of trend recordings.
+extern "C" __attribute__((weak)) bool TrovaFuzzHarmonicSeeds();
 
 namespace {
 
 using trova::rec::SplitMix64;
 
+// A harmonic recording of one to three files: any phase count the readers
+// know (and one they do not), a harmonic count that may differ per file,
+// with or without power block.
+trova::rec::RecordingPlan HarmonicSeedPlan(SplitMix64 &random) {
+    static const int kChannelCodes[] = {2, 6, 8, 7, 0};
+    trova::rec::RecordingPlan plan;
+    plan.kind = trova::rec::Kind::Harmonic;
+    trova::rec::HarmonicFormat &format = plan.harmonic;
+    format.channelCode = kChannelCodes[random.next() % 5];
+    format.harmonics = static_cast<int>(random.next() % 60);
+    format.powerBlock = random.next() % 3 != 0;
+    format.recordParts = 1 + static_cast<int>(random.next() % 3);
+    format.extraRecordBytes = random.next() % 2 ? 8 : 0;
+    format.headerPadding = random.next() % 2 ? 12 : 0;
+    const int files = 1 + static_cast<int>(random.next() % 3);
+    for (int f = 0; f < files; ++f) {
+        trova::rec::MemberPlan &member =
+            plan.add(1 + static_cast<int>(random.next() % 8), f ? 5.0 : 0.0);
+        if (random.next() % 3 == 0) {
+            trova::rec::HarmonicFormat other = format;
+            other.harmonics = static_cast<int>(random.next() % 60);
+            member.harmonic = other;
+        }
+    }
+    return plan;
+}
+
 std::vector<uint8_t> MakeSeed(SplitMix64 &random) {
+    if (TrovaFuzzHarmonicSeeds != nullptr && TrovaFuzzHarmonicSeeds()) {
+        trova::rec::RecordingPlan plan = HarmonicSeedPlan(random);
+        plan.seed = random.next();
+        plan.flags = trova::rec::everyKth(1 + static_cast<int>(random.next() % 5), 2);
+        const trova::rec::Recording recording = trova::rec::buildRecording(plan);
+        trova::fuzz::ReaderInput in;
+        for (const auto &file : recording.contents) in.files.push_back(file);
+        in.quantity = static_cast<int>(random.next() % 20) - 1;
+        in.minMax = static_cast<int>(random.next() % 3);
+        in.points = static_cast<int>(random.next() % 40) - 1;
+        in.extRef = random.next() % 2 ? -1.0f : 230.0f;  // byte 4: positions -1 and 230
+        const auto &table = recording.info.files;
+        const double first = table.front().firstTime, last = table.back().lastTime;
+        in.tStart = first + (last - first) * random.unit() - 2.0;
+        in.tStop = first + (last - first) * random.unit() + 2.0;
+        return trova::fuzz::EncodeReaderInput(in, random.next() % 3 == 0, random.next() % 3 == 0);
+    }
     trova::rec::RecordingPlan plan;
     trova::rec::TrendFormat &format = plan.trend;
     format.channels = static_cast<int>(random.next() % 7);

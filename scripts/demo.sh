@@ -39,4 +39,10 @@ echo
 echo "== histogram of the 3rd harmonic voltage, fixed range 9.0 to 9.4 V (trova fft-hist ... --quantity 2 --harmonic 2 --hmin 9 --hmax 9.4)"
 "$trova" fft-hist "$first" --quantity 2 --harmonic 2 --hmin 9 --hmax 9.4 --log "$build"
 echo
+echo "== 5th harmonic voltage per phase, 8 points (trova fft-xt ... --quantity 2 --harmonic 4 --points 8)"
+"$trova" fft-xt "$first" --quantity 2 --harmonic 4 --points 8 --log "$build"
+echo
+echo "== voltage spectrum in percent of the fundamental over the window (trova fft-all ... --quantity 9)"
+"$trova" fft-all "$first" --quantity 9 --log "$build"
+echo
 echo "diagnostic log: $build/TrovaDLL.LOG"

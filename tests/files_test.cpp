@@ -259,12 +259,15 @@ TEST_F(WindowTest, StartRules) {
     EXPECT_EQ(w.startRecord, 0);
     EXPECT_EQ(w.endFile, 3);
     EXPECT_EQ(w.stopRecord, 10);
+    EXPECT_FALSE(w.startSelected);
     EXPECT_FALSE(w.stopSelected);
     EXPECT_EQ(CountWindowRecords(FileTable, w, -1.0, -1.0), 30);
+    EXPECT_EQ(WindowSamples(FileTable, w, -1.0, -1.0), 30);
 
     w = Resolve(t0_ + 7.0, -1.0);  // exactly record 7
     EXPECT_EQ(w.startFile, 0);
     EXPECT_EQ(w.startRecord, 7);
+    EXPECT_TRUE(w.startSelected);
     w = Resolve(t0_ + 7.001, -1.0);
     EXPECT_EQ(w.startRecord, 8);
     EXPECT_EQ(CountWindowRecords(FileTable, w, t0_ + 7.001, -1.0), 22);
@@ -274,9 +277,11 @@ TEST_F(WindowTest, StartRules) {
     w = Resolve(t0_ + 129.0, -1.0);  // at the last record: from the beginning
     EXPECT_EQ(w.startFile, 0);
     EXPECT_EQ(w.startRecord, 0);
+    EXPECT_FALSE(w.startSelected);
     w = Resolve(std::nan(""), -1.0);
     EXPECT_EQ(w.startFile, 0);
     EXPECT_EQ(w.startRecord, 0);
+    EXPECT_FALSE(w.startSelected);
 }
 
 TEST_F(WindowTest, StopRulesAndCounts) {
@@ -285,6 +290,7 @@ TEST_F(WindowTest, StopRulesAndCounts) {
     EXPECT_EQ(w.stopRecord, 5);
     EXPECT_TRUE(w.stopSelected);
     EXPECT_EQ(CountWindowRecords(FileTable, w, -1.0, t0_ + 115.0), 15);
+    EXPECT_EQ(WindowSamples(FileTable, w, -1.0, t0_ + 115.0), 16);  // the stop record is read
 
     w = Resolve(t0_ + 3.0, t0_ + 5.0);  // same file
     EXPECT_EQ(w.endFile, 1);
@@ -301,6 +307,17 @@ TEST_F(WindowTest, StopRulesAndCounts) {
     w = Resolve(t0_ + 120.0, t0_ + 2.0);  // inverted: the scan reads nothing
     EXPECT_EQ(w.startFile, 2);
     EXPECT_EQ(w.endFile, 1);
+}
+
+TEST(InterleaveFactorTest, SmallestGroupThatFitsThePoints) {
+    EXPECT_EQ(InterleaveFactorFor(300, 1000), 1);
+    EXPECT_EQ(InterleaveFactorFor(1000, 1000), 1);
+    EXPECT_EQ(InterleaveFactorFor(1001, 1000), 2);
+    EXPECT_EQ(InterleaveFactorFor(1000, 400), 3);
+    EXPECT_EQ(InterleaveFactorFor(10, 4), 3);
+    EXPECT_EQ(InterleaveFactorFor(250, 100), 3);
+    EXPECT_EQ(InterleaveFactorFor(-6, 4), 1);  // an inverted window
+    EXPECT_EQ(InterleaveFactorFor(int64_t{1} << 40, 1), 2147483647);
 }
 
 }  // namespace

@@ -14,15 +14,7 @@
 namespace trova {
 namespace {
 
-using testing::Bits;
-using testing::Guarded;
-using testing::kUntouched;
-using testing::ModelOf;
-using testing::ModelPoint;
-using testing::ModelRecord;
-using testing::ModelRecords;
-using testing::ReaderTest;
-using testing::ValueModel;
+using namespace testing;
 
 std::string Fixed2(double value) {
     char text[64];
@@ -32,7 +24,7 @@ std::string Fixed2(double value) {
 
 // One call of Reader_FFT_ALL_Harmonics_XT1 or _XT2: its arguments, then
 // what it gave back.
-struct FftAllCall : testing::HarmonicArgs {
+struct FftAllCall : HarmonicArgs {
     int rows = 0;  // positions each value array holds
 
     Guarded<float> values[12];  // per phase: minimum, maximum, mean
@@ -65,18 +57,11 @@ struct FftAllCall : testing::HarmonicArgs {
     }
 };
 
-// The corrected code, selector and status for MinMax argument 0 (value
-// set 1); with a nonzero argument codes 1 to 10 stand, with value set 0.
-constexpr testing::Corrected kWithMinMaxZero[11] = {
-    {0, 1, 0}, {1, 1, 0}, {2, 1, 0}, {3, 1, 0}, {4, 1, 0}, {5, 1, 0},
-    {6, 0, 2}, {7, 0, 2}, {8, 0, 2}, {1, 1, 0}, {2, 1, 0},
-};
-
 class FftAllTest : public ReaderTest {
 protected:
     static rec::RecordingPlan Plan(int channelCode, int harmonics, bool powerBlock,
                                    const std::vector<int> &files) {
-        return testing::HarmonicPlan(channelCode, harmonics, powerBlock, files, 23, 9, 8);
+        return HarmonicPlan(channelCode, harmonics, powerBlock, files, 23, 9, 8);
     }
 
     // Slot p·positions + j: phase p, position j.
@@ -136,7 +121,7 @@ TEST_F(FftAllTest, EveryCodeBothValueSetsAndJoin) {
     const rec::RecordingPlan plan = Plan(6, 12, true, {125, 125});
     const rec::RecordingInfo info = Write(plan);
     const std::vector<ModelRecord> records = ModelRecords(info, 0, 249, plan.flags);
-    for (const testing::CodeCase &code : testing::EveryCodeCase(10, 3, 8)) {
+    for (const CodeCase &code : EveryCodeCase(10, 3, 8)) {
         SCOPED_TRACE(code.Name());
         const int reader = code.reader;
         FftAllCall call;
@@ -144,7 +129,7 @@ TEST_F(FftAllTest, EveryCodeBothValueSetsAndJoin) {
         call.firstHarmonic = reader == 1 ? 4 : 0;
         call.rows = 12;
         call.Run(PathOf(info, size_t(reader - 1)));
-        const testing::Corrected c = code.CorrectedBy(kWithMinMaxZero);
+        const Corrected c = code.CorrectedBy(kSpectrumWithMinMaxZero);
         EXPECT_EQ(call.status, c.status);
         EXPECT_EQ(call.factor, 3);
         EXPECT_EQ(call.harmCount, 12);
@@ -228,19 +213,9 @@ TEST_F(FftAllTest, CorrectedCodesAndTheirStatusOrder) {
 // vectors huge.
 TEST_F(FftAllTest, FilesWithOtherHarmonicCounts) {
     rec::RecordingPlan plan = Plan(6, 10, true, {6, 6, 6, 6});
-    for (int h : {0, 1, 2, 3}) {
-        rec::HarmonicFormat format = plan.harmonic;
-        format.harmonics = std::vector<int>{10, 6, 14, 8}[size_t(h)];
-        plan.members[size_t(h)].harmonic = format;
-    }
+    SetHarmonicCounts(plan, {10, 6, 14, 8});
     rec::Recording recording = rec::buildRecording(plan);
-    recording.info.directory = dir_.path();
-    auto writeAll = [&] {
-        for (size_t i = 0; i < recording.contents.size(); ++i) {
-            rec::writeBytes(recording.info.path(recording.info.files[i]), recording.contents[i]);
-        }
-    };
-    writeAll();
+    WriteBuilt(recording, dir_.path());
     const std::string path = recording.info.path(recording.info.files[0]);
     const auto records = ModelRecords(recording.info, 0, 23, plan.flags);
     for (int reader : {1, 2}) {
@@ -272,9 +247,8 @@ TEST_F(FftAllTest, FilesWithOtherHarmonicCounts) {
 
     // The first file now claims 2^28 positions: its records are left out,
     // the others are walked over their own counts.
-    rec::putBE32(&recording.contents[0][size_t(recording.info.files[0].headerLength) + 40],
-                 0x10000000);
-    writeAll();
+    ClaimHarmonicCount(recording, 0, 0x10000000);
+    WriteBuilt(recording, dir_.path());
     ForgetFileTable();
     FftAllCall huge;
     huge.reader = 2;

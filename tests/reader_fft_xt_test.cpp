@@ -14,18 +14,10 @@
 namespace trova {
 namespace {
 
-using testing::Bits;
-using testing::Guarded;
-using testing::kUntouched;
-using testing::ModelOf;
-using testing::ModelPoint;
-using testing::ModelRecord;
-using testing::ModelRecords;
-using testing::ReaderTest;
-using testing::ValueModel;
+using namespace testing;
 
 // One call of Reader_FFT_XT1 or _XT2: its arguments, then what it gave back.
-struct FftXtCall : testing::HarmonicArgs {
+struct FftXtCall : HarmonicArgs {
     int points = 16;
     int harmonic = 3;
 
@@ -55,20 +47,12 @@ struct FftXtCall : testing::HarmonicArgs {
     }
 };
 
-// What the readers make of a code and the MinMax argument 0 (value set 1):
-// the corrected code, the selector and the status. With a nonzero argument
-// every code 1 to 13 stands as it is, with value set 0 and status 0.
-constexpr testing::Corrected kWithMinMaxZero[14] = {
-    {0, 1, 0},  {1, 1, 0},  {6, 0, 2},  {7, 0, 2},  {4, 1, 0},  {5, 1, 0},  {2, 1, 0},
-    {3, 1, 0},  {8, 0, 2},  {9, 0, 2},  {10, 0, 2}, {11, 0, 2}, {12, 0, 2}, {13, 0, 2},
-};
-
 class FftXtTest : public ReaderTest {
 protected:
     static rec::RecordingPlan Plan(int channelCode, int harmonics, bool powerBlock,
                                    const std::vector<int> &files) {
         rec::RecordingPlan plan =
-            testing::HarmonicPlan(channelCode, harmonics, powerBlock, files, 11, 7, 4);
+            HarmonicPlan(channelCode, harmonics, powerBlock, files, 11, 7, 4);
         if (plan.members.size() > 1) plan.members[1].gapBefore = 20.0;
         return plan;
     }
@@ -125,13 +109,13 @@ TEST_F(FftXtTest, EveryCodeBothValueSetsAndJoin) {
     const rec::RecordingPlan plan = Plan(6, 20, true, {25, 25});
     const rec::RecordingInfo info = Write(plan);
     const std::vector<ModelRecord> records = ModelRecords(info, 0, 49, plan.flags);
-    for (const testing::CodeCase &code : testing::EveryCodeCase(13, 8, 13)) {
+    for (const CodeCase &code : EveryCodeCase(13, 8, 13)) {
         SCOPED_TRACE(code.Name());
         const int reader = code.reader;
         FftXtCall call;
         call.Take(code);
         call.Run(PathOf(info, 1));
-        const testing::Corrected c = code.CorrectedBy(kWithMinMaxZero);
+        const Corrected c = code.CorrectedBy(kTrendWithMinMaxZero);
         EXPECT_EQ(call.status, c.status);
         EXPECT_EQ(call.factor, 4);  // 50 records, 16 points
         const int phases = c.code == 1 ? 1 : 3;
@@ -409,18 +393,12 @@ TEST_F(FftXtTest, FieldsOutsideTheRecordAreNotRead) {
 
 TEST_F(FftXtTest, EachFileIsReadWithItsOwnHarmonicCount) {
     rec::RecordingPlan plan = Plan(8, 20, true, {8, 8, 8});
-    rec::HarmonicFormat fewer = plan.harmonic;
-    fewer.harmonics = 12;
-    plan.members[1].harmonic = fewer;
+    SetHarmonicCounts(plan, {20, 12, 20});
     rec::Recording recording = rec::buildRecording(plan);
     // The third file's header claims a harmonic count whose record offsets
     // would overflow 32 bits: its records are left out.
-    const rec::MemberInfo &third = recording.info.files[2];
-    rec::putBE32(&recording.contents[2][size_t(third.headerLength) + 40], 0x10000000);
-    recording.info.directory = dir_.path();
-    for (size_t i = 0; i < recording.contents.size(); ++i) {
-        rec::writeBytes(recording.info.path(recording.info.files[i]), recording.contents[i]);
-    }
+    ClaimHarmonicCount(recording, 2, 0x10000000);
+    WriteBuilt(recording, dir_.path());
     for (int reader : {1, 2}) {
         FftXtCall call;
         call.reader = reader;

@@ -50,6 +50,7 @@ TimeWindow ResolveTimeWindow(const FileTableState &table, double TStart, double 
     if (startFile >= 0) {
         window.startFile = startFile;
         window.startRecord = FirstRecordAtOrAfter(entries[startFile], TStart, scratch, 0);
+        window.startSelected = true;
     }
 
     const int32_t stopFile =

@@ -16,7 +16,8 @@ struct TimeWindow {
     int32_t endFile = 0;      // one past the last file scanned
     int32_t stopRecord = 0;   // the stop record in file endFile - 1; that
                               // file's recordCount when the window runs to the end
-    bool stopSelected = false;  // TStop picked a record (not "to the end")
+    bool startSelected = false;  // TStart picked a record (not "from the beginning")
+    bool stopSelected = false;   // TStop picked a record (not "to the end")
 };
 
 // The window starts at the first record at or after TStart and ends at the

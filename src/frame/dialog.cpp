@@ -14,14 +14,14 @@ WorkerEntry WorkerFor(int32_t kind) {
         nullptr,
         Reader_FFT_XT_Thread1,
         Reader_FFT_XT_Thread2,
-        nullptr,  // 3  Reader_FFT_XT_Thread3
+        Reader_FFT_XT_Thread3,
         Reader_FFT_HIST_Thread1,
         Reader_FFT_HIST_Thread2,
         Reader_FFT_Table_Thread1,
         Reader_FFT_Table_Thread2,
         Reader_FFT_ALL_Harmonics_XT_Thread1,
         Reader_FFT_ALL_Harmonics_XT_Thread2,
-        nullptr,  // 10 Reader_FFT_ALL_Harmonics_XT_Thread3
+        Reader_FFT_ALL_Harmonics_XT_Thread3,
         Reader_Thread,
         Reader_Thread2,
         Reader_HIST_Thread,

@@ -19,8 +19,8 @@ HarmonicGrouping::HarmonicGrouping(const GroupingOptions &options, const GroupTa
     sum_.assign(size, 0.0f);
 }
 
-void HarmonicGrouping::Add(int32_t phases, int32_t positions, double time1, double time2,
-                           int32_t flagWord, bool lastOfWindow) {
+void HarmonicGrouping::Take(int32_t phases, int32_t positions, double time1, double time2,
+                            int32_t flagWord, bool lastOfWindow) {
     if (inGroup_ == 0) {
         for (int32_t p = 0; p < phases; ++p) {
             for (int32_t j = 0; j < positions; ++j) {

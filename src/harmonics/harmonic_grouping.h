@@ -33,6 +33,17 @@ struct GroupingOptions {
 // flagWords[i]. No more than `capacity` points are written; a null array is
 // not written.
 struct GroupTargets {
+    // Points of at most `capacity`, time terms `timeStride` apart, and the
+    // result published through `result`.
+    GroupTargets(double *times, int64_t timeStride, trova_long *flagWords, int32_t capacity,
+                 int *result, int32_t resultOffset)
+        : times(times),
+          timeStride(timeStride),
+          flagWords(flagWords),
+          capacity(capacity),
+          result(result),
+          resultOffset(resultOffset) {}
+
     float *min[kMaxHarmonicPhases] = {};
     float *max[kMaxHarmonicPhases] = {};
     float *mean[kMaxHarmonicPhases] = {};
@@ -41,6 +52,10 @@ struct GroupTargets {
     int64_t timeStride = 0;
     trova_long *flagWords = nullptr;
     int32_t capacity = 0;
+    // After each file *result = points written + resultOffset (-1: the
+    // index of the last point).
+    int *result = nullptr;
+    int32_t resultOffset = 0;
 };
 
 class HarmonicGrouping {
@@ -56,8 +71,13 @@ public:
     // Takes the current record: phases 0 to phases - 1 and positions 0 to
     // positions - 1 of the values. Positions a record does not bring keep
     // what they hold and are not written when its group closes.
-    void Add(int32_t phases, int32_t positions, double time1, double time2, int32_t flagWord,
-             bool lastOfWindow);
+    void Take(int32_t phases, int32_t positions, double time1, double time2, int32_t flagWord,
+              bool lastOfWindow);
+
+    // Publishes the result after a file.
+    void EndFile() {
+        if (targets_.result != nullptr) *targets_.result = point_ + targets_.resultOffset;
+    }
 
     int32_t Points() const { return point_; }
 

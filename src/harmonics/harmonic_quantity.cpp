@@ -209,6 +209,49 @@ float HarmonicFieldPlan::Raw(const uint8_t *record, int32_t phase, int32_t posit
     return 0.0f;
 }
 
+// The same values as Raw, position by position, with the field kind
+// decided once per span rather than once per value.
+void HarmonicFieldPlan::RawSpan(const uint8_t *record, int32_t phase, int32_t count,
+                                float *out) const {
+    switch (quantity_.source) {
+    case HarmonicSource::kVoltage:
+    case HarmonicSource::kCurrent:
+    case HarmonicSource::kStoredPower: {
+        const FieldRef &field = fields_[0];
+        const int64_t start = field.At(phase, 0);
+        for (int32_t x = 0; x < count; ++x) {
+            out[x] = ReadBEFloat(record, start + x * field.positionStep);
+        }
+        return;
+    }
+    case HarmonicSource::kAnglePower: {
+        const PowerKind kind = static_cast<PowerKind>(quantity_.which);
+        for (int32_t x = 0; x < count; ++x) {
+            out[x] = AnglePower(kind, ReadBEFloat(record, fields_[0].At(phase, x)),
+                                ReadBEFloat(record, fields_[1].At(phase, x)),
+                                ReadBEFloat(record, fields_[2].At(phase, x)),
+                                ReadBEFloat(record, fields_[3].At(phase, x)), quantity_.join);
+        }
+        return;
+    }
+    default:
+        for (int32_t x = 0; x < count; ++x) out[x] = Raw(record, phase, x);
+        return;
+    }
+}
+
+void HarmonicFieldPlan::RelateSpan(float *values, int32_t count, float reference) const {
+    switch (quantity_.relation) {
+    case Relation::kAbsolute: return;
+    case Relation::kPercent:
+        for (int32_t x = 0; x < count; ++x) values[x] = PercentOf(values[x], reference);
+        return;
+    default:
+        for (int32_t x = 0; x < count; ++x) values[x] = Relate(values[x], reference);
+        return;
+    }
+}
+
 float HarmonicFieldPlan::Relate(float raw, float reference) const {
     switch (quantity_.relation) {
     case Relation::kPercent: return PercentOf(raw, reference);

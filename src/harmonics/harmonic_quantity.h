@@ -104,8 +104,12 @@ public:
 
     // The quantity before it is related to the reference position.
     float Raw(const uint8_t *record, int32_t phase, int32_t position) const;
+    // Raw values of positions 0 to count - 1 of `phase` into out[0..count).
+    void RawSpan(const uint8_t *record, int32_t phase, int32_t count, float *out) const;
     // Relates a raw value to the raw value at the reference position.
     float Relate(float raw, float reference) const;
+    // Relates values[0..count) to `reference` in place.
+    void RelateSpan(float *values, int32_t count, float reference) const;
     // The value at `position`, related to `reference` where the quantity is relative.
     float Value(const uint8_t *record, int32_t phase, int32_t position, int32_t reference) const {
         if (!Relative()) return Raw(record, phase, position);

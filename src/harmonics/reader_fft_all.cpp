@@ -11,8 +11,12 @@
 // group's last record, delivers the incomplete last group and returns the
 // number of points. Both refuse power codes without a power block.
 //
-// The working vectors hold the first file's harmonic count H0; each file's
-// records are walked over its own positions, no further than H0.
+// Reader_FFT_ALL_Harmonics_XT3 hands the same values (as XT2 reads them)
+// to one interleave curve per phase and position instead.
+//
+// The working vectors (and curves) hold the first file's harmonic count H0
+// at most; each file's records are walked over its own positions, no
+// further than H0.
 #include <algorithm>
 #include <cstdint>
 
@@ -20,6 +24,7 @@
 #include "files/completion.h"
 #include "files/file_table.h"
 #include "files/scan.h"
+#include "harmonics/harmonic_curves.h"
 #include "harmonics/harmonic_grouping.h"
 #include "harmonics/harmonic_params.h"
 #include "harmonics/harmonic_quantity.h"
@@ -68,21 +73,22 @@ int32_t WorkingPositions(const HarmonicScan &scan, const HarmonicQuantity &quant
     return most;
 }
 
-class FftAllVisitor {
+// Hands each record's values at every position of the file, phase by
+// phase, to a sink: the grouping of XT1 and XT2 or the curves of XT3.
+template <class Sink>
+class SpectrumVisitor {
 public:
-    FftAllVisitor(const ReaderFftAllParams &params, const HarmonicScan &scan,
-                  const HarmonicQuantity &quantity, int32_t capacity, HarmonicGrouping &grouping,
-                  int32_t resultOffset)
-        : params_(params),
-          scan_(scan),
+    SpectrumVisitor(const HarmonicScan &scan, const HarmonicQuantity &quantity, int32_t capacity,
+                    int32_t firstHarmonic, Sink &sink)
+        : scan_(scan),
           quantity_(quantity),
           capacity_(capacity),
-          grouping_(grouping),
-          resultOffset_(resultOffset) {}
+          firstHarmonic_(firstHarmonic),
+          sink_(sink) {}
 
     bool BeginFile(const FileInfoRecord &file) {
         positions_ = std::min(SpectrumPositions(file, scan_.harmonics), capacity_);
-        plan_ = SpectrumPlan(file, scan_, quantity_, positions_, params_.FirstHarmonic);
+        plan_ = SpectrumPlan(file, scan_, quantity_, positions_, firstHarmonic_);
         return plan_.Usable();
     }
 
@@ -90,45 +96,47 @@ public:
         const bool relative = plan_.Relative();
         for (int32_t p = 0; p < scan_.phases; ++p) {
             // The reference of the record and phase, once, before the positions.
-            const float reference = relative ? plan_.Raw(record, p, params_.FirstHarmonic) : 0.0f;
-            float *values = grouping_.Values(p);
-            for (int32_t j = 0; j < positions_; ++j) {
-                values[j] = plan_.Relate(plan_.Raw(record, p, j), reference);
-            }
+            const float reference = relative ? plan_.Raw(record, p, firstHarmonic_) : 0.0f;
+            float *values = sink_.Values(p);
+            plan_.RawSpan(record, p, positions_, values);
+            plan_.RelateSpan(values, positions_, reference);
         }
-        grouping_.Add(scan_.phases, positions_, ReadBEDouble(record, HarmonicRecordLayout::kTime1),
-                      ReadBEDouble(record, HarmonicRecordLayout::kTime2),
-                      ReadBEInt32(record, HarmonicRecordLayout::kFlag), position.lastOfWindow);
+        sink_.Take(scan_.phases, positions_, ReadBEDouble(record, HarmonicRecordLayout::kTime1),
+                   ReadBEDouble(record, HarmonicRecordLayout::kTime2),
+                   ReadBEInt32(record, HarmonicRecordLayout::kFlag), position.lastOfWindow);
     }
 
-    void EndFile() { *params_.Result = grouping_.Points() + resultOffset_; }
+    void EndFile() { sink_.EndFile(); }
 
 private:
-    const ReaderFftAllParams &params_;
     const HarmonicScan &scan_;
     const HarmonicQuantity quantity_;
     const int32_t capacity_;
-    HarmonicGrouping &grouping_;
-    const int32_t resultOffset_;
+    const int32_t firstHarmonic_;
+    Sink &sink_;
     HarmonicFieldPlan plan_;
     int32_t positions_ = 0;
 };
 
+template <class Sink>
+bool ScanSpectrum(const HarmonicScan &scan, const HarmonicQuantity &quantity, int32_t capacity,
+                  int32_t firstHarmonic, FileBuffer &buffer, ProgressMeter &progress,
+                  Sink &sink) {
+    SpectrumVisitor<Sink> visitor(scan, quantity, capacity, firstHarmonic, sink);
+    return ScanWindow(FileTable, scan.window, StopRecordRule::kRead, buffer, progress, visitor);
+}
+
 void RunFftAll(void *block, const FftAllVariant &variant) {
     ReaderFftAllParams &params = *static_cast<ReaderFftAllParams *>(block);
-    FileBuffer buffer;
-    EnsureFileTable(params.PathFile, HeaderVariant::kHarmonic, buffer);
-    StatusFlags flags;
-    if (FileTable.fileCount >= 1) {
-        if (params.HarmCount != nullptr) *params.HarmCount = FileTable.entries[0].harmonicCount;
-        const HarmonicScan scan =
-            PrepareHarmonicScan(FileTable, params.TStart, params.TStop, buffer);
-        ProgressMeter progress(ProgressMeter::StepFor(scan.window));
+    RunHarmonicWorker(params, WorkerFrame{nullptr, false},
+                      [&](const HarmonicScan &scan, FileBuffer &buffer, ProgressMeter &progress,
+                          StatusFlags &flags) {
+        if (params.HarmCount != nullptr) *params.HarmCount = scan.harmonics;
         const int32_t factor = InterleaveFactorFor(scan.samples, kSpectrumPoints);
         if (params.InterleaveFactor != nullptr) *params.InterleaveFactor = factor;
         RemapQuantity(kSpectrumRules, scan.hasPowerBlock, params.Quantity, params.MinMax, flags);
-        const HarmonicQuantity quantity = SpectrumQuantity(params.Quantity, params.MinMax,
-                                                           variant.reading, params.Join != 0);
+        const HarmonicQuantity quantity =
+            SpectrumQuantity(params.Quantity, params.MinMax, variant.reading, params.Join != 0);
 
         float *const minValues[kMaxHarmonicPhases] = {params.MinValues0, params.MinValues1,
                                                       params.MinValues2, params.MinValues3};
@@ -136,29 +144,59 @@ void RunFftAll(void *block, const FftAllVariant &variant) {
                                                       params.MaxValues2, params.MaxValues3};
         float *const meanValues[kMaxHarmonicPhases] = {params.MeanValues0, params.MeanValues1,
                                                        params.MeanValues2, params.MeanValues3};
-        GroupTargets targets;
+        GroupTargets targets(params.Times, kSpectrumPoints, params.FlagWords, kSpectrumPoints,
+                             params.Result, variant.resultOffset);
+        targets.positionStride = kSpectrumPoints;
         for (int32_t p = 0; p < scan.phases; ++p) {
             targets.min[p] = minValues[p];
             targets.max[p] = maxValues[p];
             targets.mean[p] = meanValues[p];
         }
-        targets.positionStride = kSpectrumPoints;
-        targets.times = params.Times;
-        targets.timeStride = kSpectrumPoints;
-        targets.flagWords = params.FlagWords;
-        targets.capacity = kSpectrumPoints;
 
         const int32_t capacity = WorkingPositions(scan, quantity, params.FirstHarmonic);
         HarmonicGrouping grouping(variant.grouping, targets, scan.phases, capacity, factor,
                                   params.FirstHarmonic);
-        FftAllVisitor visitor(params, scan, quantity, capacity, grouping, variant.resultOffset);
-        flags.cancelled =
-            ScanWindow(FileTable, scan.window, StopRecordRule::kRead, buffer, progress, visitor);
-    }
-    CompleteWorker(flags, params.Status);
+        flags.cancelled = ScanSpectrum(scan, quantity, capacity, params.FirstHarmonic, buffer,
+                                       progress, grouping);
+        return NothingAfterPause();
+    });
+}
+
+// Reader_FFT_ALL_Harmonics_XT3: the values of XT2, one interleave curve
+// per phase and position with a budget of 100 points; every record of the
+// window enters the curves. The output follows the completion pause.
+void RunFftAll3(void *block) {
+    ReaderFftAll3Params &params = *static_cast<ReaderFftAll3Params *>(block);
+    RunHarmonicWorker(params, WorkerFrame{"Start Reader_FFT_ALL_Harmonics_XT_Thread3", false},
+                      [&](const HarmonicScan &scan, FileBuffer &buffer, ProgressMeter &progress,
+                          StatusFlags &flags) {
+        if (params.HarmCount != nullptr) *params.HarmCount = scan.harmonics;
+        RemapQuantity(kSpectrumRules, scan.hasPowerBlock, params.Quantity, params.MinMax, flags);
+        const HarmonicQuantity quantity =
+            SpectrumQuantity(params.Quantity, params.MinMax, PowerReading::kStored, false);
+        // Curves for the positions usable files bring, at most the first
+        // file's count: those beyond would never take a value.
+        const int32_t capacity = WorkingPositions(scan, quantity, params.FirstHarmonic);
+        HarmonicCurves curves(scan.phases, capacity, scan.samples, kSpectrumPoints,
+                              CurveTimeTest{});
+        if (params.InterleaveFactor != nullptr) *params.InterleaveFactor = curves.HalfFactor();
+        flags.cancelled = ScanSpectrum(scan, quantity, capacity, params.FirstHarmonic, buffer,
+                                       progress, curves);
+        return [&params, phases = scan.phases, curves = std::move(curves)]() mutable {
+            LogLine("==[ Output ]============================================");
+            float *const values[kMaxHarmonicPhases] = {params.Values0, params.Values1,
+                                                       params.Values2, params.Values3};
+            CurveTargets targets(params.Times, kSpectrumPoints, params.FlagWords);
+            targets.positionStride = kSpectrumPoints;
+            for (int32_t p = 0; p < phases; ++p) targets.values[p] = values[p];
+            *params.Result = curves.Deliver(targets);
+        };
+    });
 }
 
 }  // namespace
+
+void Reader_FFT_ALL_Harmonics_XT_Thread3(void *block) { RunFftAll3(block); }
 
 void Reader_FFT_ALL_Harmonics_XT_Thread1(void *block) { RunFftAll(block, kFftAll1); }
 

@@ -9,6 +9,8 @@
 // of the last point; XT2 reads stored powers, refuses power codes without a
 // power block (status 5), gives a point the time of its last record,
 // delivers the incomplete last group and returns the number of points.
+//
+// Reader_FFT_XT3 hands the same values to interleave curves instead.
 #include <cstdint>
 
 #include "files/big_endian.h"
@@ -17,6 +19,7 @@
 #include "files/numeric.h"
 #include "files/scan.h"
 #include "frame/log.h"
+#include "harmonics/harmonic_curves.h"
 #include "harmonics/harmonic_grouping.h"
 #include "harmonics/harmonic_params.h"
 #include "harmonics/harmonic_quantity.h"
@@ -45,94 +48,125 @@ constexpr FftXtVariant kFftXt2{"Start Reader_FFT_XT_Thread2",
                                {false, true},
                                0};
 
-class FftXtVisitor {
+// XT3 reads the quantities of XT2 and four distortion codes.
+constexpr QuantityRules kFftXt3Rules{false, true, 8, 13, 17};
+
+// Hands each record's values at position k, phase by phase, to a sink: the
+// grouping of XT1 and XT2 or the curves of XT3.
+template <class Sink>
+class TrendVisitor {
 public:
-    FftXtVisitor(const ReaderFftXtParams &params, const HarmonicQuantity &quantity,
-                 int32_t phases, int32_t phasesRead, HarmonicGrouping &grouping,
-                 int32_t resultOffset)
-        : params_(params),
-          quantity_(quantity),
+    TrendVisitor(const HarmonicQuantity &quantity, int32_t phases, int32_t phasesRead,
+                 int32_t harmonic, int32_t firstHarmonic, Sink &sink)
+        : quantity_(quantity),
           phases_(phases),
           phasesRead_(phasesRead),
-          grouping_(grouping),
-          resultOffset_(resultOffset) {}
+          harmonic_(harmonic),
+          firstHarmonic_(firstHarmonic),
+          sink_(sink) {}
 
     bool BeginFile(const FileInfoRecord &file) {
-        const int32_t k = params_.Harmonic;
         plan_ = HarmonicFieldPlan(HarmonicRecordLayout::ForFile(file, phases_), quantity_,
-                                  phasesRead_, PositionSpan{k, k}, params_.FirstHarmonic);
+                                  phasesRead_, PositionSpan{harmonic_, harmonic_}, firstHarmonic_);
         return plan_.Usable();
     }
 
     void Record(const uint8_t *record, const RecordPosition &position) {
         for (int32_t p = 0; p < phasesRead_; ++p) {
-            grouping_.Values(p)[0] =
-                plan_.Value(record, p, params_.Harmonic, params_.FirstHarmonic);
+            sink_.Values(p)[0] = plan_.Value(record, p, harmonic_, firstHarmonic_);
         }
-        grouping_.Add(phasesRead_, 1, ReadBEDouble(record, HarmonicRecordLayout::kTime1),
-                      ReadBEDouble(record, HarmonicRecordLayout::kTime2),
-                      ReadBEInt32(record, HarmonicRecordLayout::kFlag), position.lastOfWindow);
+        sink_.Take(phasesRead_, 1, ReadBEDouble(record, HarmonicRecordLayout::kTime1),
+                   ReadBEDouble(record, HarmonicRecordLayout::kTime2),
+                   ReadBEInt32(record, HarmonicRecordLayout::kFlag), position.lastOfWindow);
     }
 
-    void EndFile() { *params_.Result = grouping_.Points() + resultOffset_; }
+    void EndFile() { sink_.EndFile(); }
 
 private:
-    const ReaderFftXtParams &params_;
     const HarmonicQuantity quantity_;
     const int32_t phases_;
     const int32_t phasesRead_;
-    HarmonicGrouping &grouping_;
-    const int32_t resultOffset_;
+    const int32_t harmonic_;
+    const int32_t firstHarmonic_;
+    Sink &sink_;
     HarmonicFieldPlan plan_;
 };
 
+template <class Sink>
+bool ScanTrend(const HarmonicScan &scan, const HarmonicQuantity &quantity, int32_t phasesRead,
+               int32_t harmonic, int32_t firstHarmonic, FileBuffer &buffer,
+               ProgressMeter &progress, Sink &sink) {
+    TrendVisitor<Sink> visitor(quantity, scan.phases, phasesRead, harmonic, firstHarmonic, sink);
+    return ScanWindow(FileTable, scan.window, StopRecordRule::kRead, buffer, progress, visitor);
+}
+
 void RunFftXt(void *block, const FftXtVariant &variant) {
     ReaderFftXtParams &params = *static_cast<ReaderFftXtParams *>(block);
-    if (variant.startLine != nullptr) LogLine(variant.startLine);
-    FileBuffer buffer;
-    EnsureFileTable(params.PathFile, HeaderVariant::kHarmonic, buffer);
-    StatusFlags flags;
-    float unposted = 0.0f;
-    if (FileTable.fileCount >= 1) {
-        const HarmonicScan scan =
-            PrepareHarmonicScan(FileTable, params.TStart, params.TStop, buffer);
-        ProgressMeter progress(ProgressMeter::StepFor(scan.window));
+    RunHarmonicWorker(params, WorkerFrame{variant.startLine, true},
+                      [&](const HarmonicScan &scan, FileBuffer &buffer, ProgressMeter &progress,
+                          StatusFlags &flags) {
         const int32_t N = params.Points != nullptr ? *params.Points : 0;
         // With no room for a single point there is nothing to group: the
         // factor is reported as 0 and no file is read.
         const int32_t factor = N >= 1 ? InterleaveFactorFor(scan.samples, N) : 0;
         if (params.InterleaveFactor != nullptr) *params.InterleaveFactor = factor;
         RemapQuantity(variant.rules, scan.hasPowerBlock, params.Quantity, params.MinMax, flags);
-        if (N >= 1) {
-            const HarmonicQuantity quantity = TrendQuantity(params.Quantity, params.MinMax,
-                                                            variant.reading, params.Join != 0);
-            const int32_t phasesRead = quantity.phaseZeroOnly ? 1 : scan.phases;
-            // Phase p of point i at p·N + i.
-            GroupTargets targets;
-            for (int32_t p = 0; p < phasesRead; ++p) {
-                const int64_t segment = p * int64_t{N};
-                if (params.MinValues != nullptr) targets.min[p] = params.MinValues + segment;
-                if (params.MaxValues != nullptr) targets.max[p] = params.MaxValues + segment;
-                if (params.MeanValues != nullptr) targets.mean[p] = params.MeanValues + segment;
-            }
-            targets.times = params.Times;
-            targets.timeStride = N;
-            targets.flagWords = params.FlagWords;
-            targets.capacity = N;
-            HarmonicGrouping grouping(variant.grouping, targets, phasesRead, 1, factor, 0);
-            FftXtVisitor visitor(params, quantity, scan.phases, phasesRead, grouping,
-                                 variant.resultOffset);
-            flags.cancelled = ScanWindow(FileTable, scan.window, StopRecordRule::kRead, buffer,
-                                         progress, visitor);
+        if (N < 1) return NothingAfterPause();
+        const HarmonicQuantity quantity =
+            TrendQuantity(params.Quantity, params.MinMax, variant.reading, params.Join != 0);
+        const int32_t phasesRead = quantity.phaseZeroOnly ? 1 : scan.phases;
+        // Phase p of point i at p·N + i.
+        GroupTargets targets(params.Times, N, params.FlagWords, N, params.Result,
+                             variant.resultOffset);
+        for (int32_t p = 0; p < phasesRead; ++p) {
+            const int64_t segment = p * int64_t{N};
+            if (params.MinValues != nullptr) targets.min[p] = params.MinValues + segment;
+            if (params.MaxValues != nullptr) targets.max[p] = params.MaxValues + segment;
+            if (params.MeanValues != nullptr) targets.mean[p] = params.MeanValues + segment;
         }
-        unposted = progress.accumulator();
-    }
-    // The rest of the progress, also when it is 0.
-    worker::PostProgress(TruncToInt32(unposted));
-    CompleteWorker(flags, params.Status);
+        HarmonicGrouping grouping(variant.grouping, targets, phasesRead, 1, factor, 0);
+        flags.cancelled = ScanTrend(scan, quantity, phasesRead, params.Harmonic,
+                                    params.FirstHarmonic, buffer, progress, grouping);
+        return NothingAfterPause();
+    });
+}
+
+// Reader_FFT_XT3: the quantities of XT2 and the distortion codes 14 to 17,
+// one interleave curve per phase with the caller's Points as budget. A
+// record outside the time bounds the window applied closes the curves'
+// bins instead of entering them (not so the scalar quantity, code 1).
+void RunFftXt3(void *block) {
+    ReaderFftXt3Params &params = *static_cast<ReaderFftXt3Params *>(block);
+    RunHarmonicWorker(params, WorkerFrame{"Start Reader_FFT_XT_Thread3", true},
+                      [&](const HarmonicScan &scan, FileBuffer &buffer, ProgressMeter &progress,
+                          StatusFlags &flags) {
+        const int32_t N = params.Points != nullptr ? *params.Points : 0;
+        RemapQuantity(kFftXt3Rules, scan.hasPowerBlock, params.Quantity, params.MinMax, flags);
+        const HarmonicQuantity quantity =
+            TrendQuantity(params.Quantity, params.MinMax, PowerReading::kStored, false);
+        const int32_t phasesRead = quantity.phaseZeroOnly ? 1 : scan.phases;
+        CurveTimeTest test;
+        if (!quantity.phaseZeroOnly) {
+            test = CurveTimeTest{scan.window.startSelected, params.TStart,
+                                 scan.window.stopSelected, params.TStop};
+        }
+        HarmonicCurves curves(scan.phases, 1, scan.samples, N, test);
+        if (params.InterleaveFactor != nullptr) *params.InterleaveFactor = curves.HalfFactor();
+        flags.cancelled = ScanTrend(scan, quantity, phasesRead, params.Harmonic,
+                                    params.FirstHarmonic, buffer, progress, curves);
+        // Phase p of point i at p·N + i; a budget below 1 gives no point.
+        CurveTargets targets(params.Times, N, params.FlagWords);
+        for (int32_t p = 0; N >= 1 && params.Values != nullptr && p < scan.phases; ++p) {
+            targets.values[p] = params.Values + p * int64_t{N};
+        }
+        *params.Result = curves.Deliver(targets);
+        return NothingAfterPause();
+    });
 }
 
 }  // namespace
+
+void Reader_FFT_XT_Thread3(void *block) { RunFftXt3(block); }
 
 void Reader_FFT_XT_Thread1(void *block) { RunFftXt(block, kFftXt1); }
 

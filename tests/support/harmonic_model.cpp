@@ -4,6 +4,9 @@
 #include <cmath>
 #include <cstring>
 
+#include <gtest/gtest.h>
+
+#include "curve/interleave_curve.h"
 
 namespace trova::testing {
 
@@ -32,6 +35,17 @@ std::string CodeCase::Name() const {
            std::to_string(minMax) + " Join " + std::to_string(join);
 }
 
+const Corrected kTrendWithMinMaxZero[18] = {
+    {0, 1, 0},  {1, 1, 0},  {6, 0, 2},  {7, 0, 2},  {4, 1, 0},  {5, 1, 0},
+    {2, 1, 0},  {3, 1, 0},  {8, 0, 2},  {9, 0, 2},  {10, 0, 2}, {11, 0, 2},
+    {12, 0, 2}, {13, 0, 2}, {14, 0, 2}, {15, 0, 2}, {16, 0, 2}, {17, 0, 2},
+};
+
+const Corrected kSpectrumWithMinMaxZero[11] = {
+    {0, 1, 0}, {1, 1, 0}, {2, 1, 0}, {3, 1, 0}, {4, 1, 0}, {5, 1, 0},
+    {6, 0, 2}, {7, 0, 2}, {8, 0, 2}, {1, 1, 0}, {2, 1, 0},
+};
+
 Corrected CodeCase::CorrectedBy(const Corrected *withMinMaxZero) const {
     return minMax != 0 ? Corrected{quantity, 0, 0} : withMinMaxZero[quantity];
 }
@@ -49,6 +63,26 @@ std::vector<CodeCase> EveryCodeCase(int lastCode, int firstPower, int lastPower)
         }
     }
     return cases;
+}
+
+void SetHarmonicCounts(rec::RecordingPlan &plan, const std::vector<int> &counts) {
+    for (size_t f = 0; f < counts.size() && f < plan.members.size(); ++f) {
+        rec::HarmonicFormat format = plan.harmonic;
+        format.harmonics = counts[f];
+        plan.members[f].harmonic = format;
+    }
+}
+
+void ClaimHarmonicCount(rec::Recording &recording, size_t file, int32_t count) {
+    const size_t at = size_t(recording.info.files.at(file).headerLength) + 40;
+    rec::putBE32(&recording.contents.at(file).at(at), count);
+}
+
+void WriteBuilt(rec::Recording &recording, const std::string &directory) {
+    recording.info.directory = directory;
+    for (size_t i = 0; i < recording.contents.size(); ++i) {
+        rec::writeBytes(recording.info.path(recording.info.files[i]), recording.contents[i]);
+    }
 }
 
 ValueModel ModelOf(const rec::RecordingPlan &plan, bool angles, bool join) {
@@ -225,6 +259,41 @@ std::vector<ModelPoint> GroupModel(const std::vector<ModelRecord> &records, int 
         points.push_back(point);
     }
     return points;
+}
+
+void ExpectFirstCurve(const Guarded<double> &times, const Guarded<trova_long> &flagWords,
+                      size_t stride, const CurveResult &curve) {
+    for (size_t i = 0; i < stride; ++i) {
+        if (i < curve.size()) {
+            EXPECT_EQ(times[i], curve.t1[i]);
+            EXPECT_EQ(times[stride + i], curve.t2[i]);
+            EXPECT_EQ(flagWords[i], static_cast<trova_long>(curve.flags[i]));
+        } else {
+            EXPECT_EQ(times[i], -1.0);
+            EXPECT_EQ(flagWords[i], -1);
+        }
+    }
+}
+
+CurveResult CurveOf(int samples, int points, const std::vector<CurveStep> &series) {
+    CInterleaveCurve curve;
+    curve.Init(samples, points);
+    for (const CurveStep &s : series) {
+        if (s.flush) {
+            curve.Flush();
+        } else {
+            curve.Add(s.t1, s.t2, s.value, s.flags);
+        }
+    }
+    curve.Flush();
+    CurveResult out;
+    for (int i = 0; i < curve.GetCount(); ++i) {
+        out.values.push_back(curve.GetValue(i));
+        out.t1.push_back(curve.GetTime1(i));
+        out.t2.push_back(curve.GetTime2(i));
+        out.flags.push_back(curve.GetFlags(i));
+    }
+    return out;
 }
 
 }  // namespace trova::testing

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "recording_writer.h"
+#include "trova/readers.h"
 
 namespace trova::testing {
 
@@ -117,6 +118,20 @@ struct Corrected {
     int code, m, status;
 };
 
+// What the readers make of each code with MinMax argument 0 (value set 1):
+// the trend family (FFT_XT, codes 0 to 17) and the spectrum family
+// (FFT_ALL, codes 0 to 10).
+extern const Corrected kTrendWithMinMaxZero[18];
+extern const Corrected kSpectrumWithMinMaxZero[11];
+
+// Gives file f of the plan (in the order added) harmonic count counts[f].
+void SetHarmonicCounts(rec::RecordingPlan &plan, const std::vector<int> &counts);
+// Makes file `file`'s header claim `count` harmonics (the int32 at offset
+// 40 of its first record), whatever its records hold.
+void ClaimHarmonicCount(rec::Recording &recording, size_t file, int32_t count);
+// Writes a recording built in memory (and perhaps damaged) into `directory`.
+void WriteBuilt(rec::Recording &recording, const std::string &directory);
+
 // The model of `plan`'s values (its format's P and H).
 ValueModel ModelOf(const rec::RecordingPlan &plan, bool angles, bool join);
 
@@ -133,5 +148,31 @@ struct ModelPoint {
 std::vector<ModelPoint> GroupModel(const std::vector<ModelRecord> &records, int slots,
                                    const std::function<float(const ModelRecord &, int)> &value,
                                    int factor, bool timeOfMinimum, int timeSlot, bool deliverLast);
+
+// One sample of a decimated series, or (flush) a record that closes the
+// bin under way instead of entering it.
+struct CurveStep {
+    double t1, t2;
+    float value;
+    uint32_t flags;
+    bool flush;
+};
+
+struct CurveResult {
+    std::vector<float> values;
+    std::vector<double> t1, t2;
+    std::vector<uint32_t> flags;
+    size_t size() const { return values.size(); }
+};
+
+// Expects the time terms and flag words of curve (0, 0) at times[i],
+// times[stride + i] and flagWords[i], and the guard values after them up to
+// `stride`.
+void ExpectFirstCurve(const Guarded<double> &times, const Guarded<trova_long> &flagWords,
+                      size_t stride, const CurveResult &curve);
+
+// What an interleave curve (tested on its own) made ready for `samples`
+// samples and `points` outputs gives for the series.
+CurveResult CurveOf(int samples, int points, const std::vector<CurveStep> &series);
 
 }  // namespace trova::testing

@@ -6,6 +6,8 @@
 //   trova fft-table PATH [options]   percentile table over all harmonic positions
 //   trova xt2 PATH [options]         the same trend decimated to min/max pairs
 //   trova hist PATH [options]        histogram of one quantity per channel
+//   trova fft-xt PATH [options]      trend of one harmonic quantity per phase
+//   trova fft-all PATH [options]     trend of a whole harmonic spectrum per phase
 //   trova sample DIR                 write a sample trend recording into DIR
 //   trova sample-harmonic DIR        write a sample harmonic recording into DIR
 //
@@ -21,8 +23,12 @@
 // --hmin X --hmax Y (a fixed range); fft-table takes --percentile P.
 // xt and xt2: --points N. hist: --min X --max Y (a fixed range; nan takes
 // the observed end), --flagged (histogram flagged records too), --rows N.
+// fft-xt and fft-all take the same arguments (not --flagged) and --reader 3
+// for the decimated readers; fft-xt takes --harmonic K and --points N,
+// fft-all --matrix 1 (positions × points per phase) and --columns C.
 // Global: --log DIR writes the diagnostic log there (default /tmp),
 // --no-log switches it off.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -411,6 +417,182 @@ int ShowHistogram(const std::string &path, const Options &options) {
     return status == 0 ? 0 : 1;
 }
 
+// The reader of a trend pair or triple: --reader 1, 2 (default) or 3.
+int TrendReader(const Options &options) {
+    const int reader = static_cast<int>(options.Number("reader", 2));
+    return reader >= 1 && reader <= 3 ? reader : 2;
+}
+
+// Phases a harmonic trend delivers: one for the scalar quantity and where a
+// code was replaced by it (statuses 4 and 5), the recording's otherwise.
+int TrendPhases(int quantity, trova_long status) {
+    if (quantity == 1 || status == TROVA_READER_BAD_QUANTITY ||
+        status == TROVA_READER_NO_POWER_BLOCK) {
+        return 1;
+    }
+    return HarmonicArgs::Phases();
+}
+
+// Reader_FFT_XT1, 2 or 3: one harmonic quantity at one position over time.
+int ShowHarmonicTrend(const std::string &path, const Options &options) {
+    HarmonicArgs a(path, options, 2);
+    const int reader = TrendReader(options);
+    const trova_long harmonic = static_cast<trova_long>(options.Number("harmonic", 1));
+    trova_long points = static_cast<trova_long>(options.Number("points", 20));
+    if (points < 1 || points > 100000) points = 20;
+    const size_t N = static_cast<size_t>(points);
+    std::vector<float> minValues(4 * N), maxValues(4 * N), values(4 * N);
+    std::vector<double> times(2 * N);
+    std::vector<trova_long> flags(N);
+    trova_long factor = 0, status = -1;
+    const bool terminal = isatty(fileno(stderr)) != 0;
+    TrovaSetProgressCallback(terminal ? PrintProgress : nullptr, nullptr);
+    int count = 0;
+    if (reader == 3) {
+        count = Reader_FFT_XT3(a.quantity, a.minMax, a.from, a.to, a.label, a.path.data(), &points,
+                               values.data(), times.data(), flags.data(), harmonic, &factor,
+                               a.button, a.reference, a.join, &status);
+    } else {
+        // Reader_FFT_XT1 returns the index of its last point.
+        count = (reader == 1 ? Reader_FFT_XT1 : Reader_FFT_XT2)(
+                    a.quantity, a.minMax, a.from, a.to, a.label, a.path.data(), &points,
+                    minValues.data(), maxValues.data(), values.data(), times.data(),
+                    flags.data(), harmonic, &factor, a.button, a.reference, a.join, &status) +
+                (reader == 1 ? 1 : 0);
+    }
+    if (terminal) std::fprintf(stderr, "\r%20s\r", "");
+    std::printf("status %d (%s), Reader_FFT_XT%d, quantity %d at position %d, %d point(s), "
+                "%d record(s) per %s\n",
+                static_cast<int>(status), StatusName(static_cast<int>(status)), reader,
+                a.quantity, static_cast<int>(harmonic), count, static_cast<int>(factor),
+                reader == 3 ? "value (0: every record)" : "point");
+    if (status == TROVA_READER_NO_FILES || count < 1) return status == 0 ? 0 : 1;
+    const int phases = TrendPhases(a.quantity, status);
+    std::printf("%5s  %-23s %6s", "point", "time (UTC)", "flags");
+    for (int p = 0; p < phases; ++p) {
+        if (reader == 3) {
+            std::printf(" %11s%d", "phase ", p);
+        } else {
+            std::printf("  %9s%d %9s%d %9s%d", "min ", p, "max ", p, "mean ", p);
+        }
+    }
+    std::printf("\n");
+    for (size_t i = 0; i < size_t(count) && i < N; ++i) {
+        std::printf("%5d  %-23s %6d", static_cast<int>(i), FormatTime(times[i] + times[N + i]).c_str(),
+                    static_cast<int>(flags[i]));
+        for (size_t p = 0; p < size_t(phases); ++p) {
+            const size_t at = p * N + i;
+            if (reader == 3) {
+                std::printf(" %12.5g", values[at]);
+            } else {
+                std::printf("  %10.5g %10.5g %10.5g", minValues[at], maxValues[at], values[at]);
+            }
+        }
+        std::printf("\n");
+    }
+    return status == 0 ? 0 : 1;
+}
+
+// Reader_FFT_ALL_Harmonics_XT1, 2 or 3: a whole spectrum over time, shown
+// as the spectrum over the window (per position the smallest, mean and
+// largest value) and, with --matrix, per phase the positions × points.
+int ShowSpectrumTrend(const std::string &path, const Options &options) {
+    HarmonicArgs a(path, options, 1);
+    const int reader = TrendReader(options);
+    // Each value array holds 100 points per position of the largest
+    // harmonic count among the recording's files.
+    trova::FileBuffer buffer;
+    trova::EnsureFileTable(path.c_str(), trova::HeaderVariant::kHarmonic, buffer);
+    int rows = 1;
+    for (int32_t f = 0; f < trova::FileTable.fileCount; ++f) {
+        rows = std::max(rows, static_cast<int>(trova::FileTable.entries[f].harmonicCount));
+    }
+    constexpr int kMostRows = 4096;
+    if (rows > kMostRows) {
+        std::fprintf(stderr, "trova: %d harmonic positions are more than this tool shows\n", rows);
+        return 1;
+    }
+    std::vector<std::vector<float>> arrays(12, std::vector<float>(size_t(rows) * 100, NAN));
+    std::vector<double> times(200);
+    std::vector<trova_long> flags(100);
+    trova_long factor = 0, status = -1, harmCount = 0;
+    const bool terminal = isatty(fileno(stderr)) != 0;
+    TrovaSetProgressCallback(terminal ? PrintProgress : nullptr, nullptr);
+    float *v[12];
+    for (size_t i = 0; i < 12; ++i) v[i] = arrays[i].data();
+    int count = 0;
+    if (reader == 3) {
+        count = Reader_FFT_ALL_Harmonics_XT3(a.quantity, a.minMax, a.from, a.to, a.label,
+                                             a.path.data(), v[0], v[1], v[2], v[3], times.data(),
+                                             flags.data(), &factor, a.button, a.reference, a.join,
+                                             &status, &harmCount);
+    } else {
+        count = (reader == 1 ? Reader_FFT_ALL_Harmonics_XT1 : Reader_FFT_ALL_Harmonics_XT2)(
+                    a.quantity, a.minMax, a.from, a.to, a.label, a.path.data(), v[0], v[1], v[2],
+                    v[3], v[4], v[5], v[6], v[7], v[8], v[9], v[10], v[11], times.data(),
+                    flags.data(), &factor, a.button, a.reference, a.join, &status, &harmCount) +
+                (reader == 1 ? 1 : 0);
+    }
+    if (terminal) std::fprintf(stderr, "\r%20s\r", "");
+    std::printf("status %d (%s), Reader_FFT_ALL_Harmonics_XT%d, quantity %d, %d position(s), "
+                "%d point(s), %d record(s) per %s\n",
+                static_cast<int>(status), StatusName(static_cast<int>(status)), reader,
+                a.quantity, static_cast<int>(harmCount), count, static_cast<int>(factor),
+                reader == 3 ? "value (0: every record)" : "point");
+    if (status == TROVA_READER_NO_FILES || count < 1) return status == 0 ? 0 : 1;
+    std::printf("from %s to %s\n", FormatTime(times[0] + times[100]).c_str(),
+                FormatTime(times[size_t(count - 1)] + times[size_t(100 + count - 1)]).c_str());
+    const int phases = HarmonicArgs::Phases();
+    const int positions = std::min(rows, std::max(0, static_cast<int>(harmCount)));
+    // Reader 3 gives one value array per phase; the others minimum, maximum, mean.
+    auto array = [&](int p, int which) -> const std::vector<float> & {
+        return arrays[size_t(reader == 3 ? p : 3 * p + which)];
+    };
+    std::printf("%8s", "position");
+    for (int p = 0; p < phases; ++p) std::printf("  %9s%d %9s%d %9s%d", "min ", p, "mean ", p, "max ", p);
+    std::printf("\n");
+    for (int j = 0; j < positions; ++j) {
+        std::printf("%8d", j);
+        for (int p = 0; p < phases; ++p) {
+            const std::vector<float> &lo = array(p, 0), &hi = array(p, 1), &mid = array(p, 2);
+            float least = INFINITY, most = -INFINITY;
+            double sum = 0.0;
+            int taken = 0;
+            for (size_t i = 0; i < size_t(count) && i < 100; ++i) {
+                const size_t at = size_t(j) * 100 + i;
+                if (std::isnan(mid[at])) continue;  // a point this position did not reach
+                least = std::min(least, lo[at]);
+                most = std::max(most, hi[at]);
+                sum += mid[at];
+                ++taken;
+            }
+            if (taken == 0) {
+                std::printf("  %10s %10s %10s", "-", "-", "-");
+            } else {
+                std::printf("  %10.5g %10.5g %10.5g", least, sum / taken, most);
+            }
+        }
+        std::printf("\n");
+    }
+    if (options.Number("matrix", 0) == 0) return status == 0 ? 0 : 1;
+    // A few points spread over the window, as columns.
+    const int columns = std::max(1, std::min(count, static_cast<int>(options.Number("columns", 8))));
+    for (int p = 0; p < phases; ++p) {
+        std::printf("\nphase %d, %s per point\n%8s", p, reader == 3 ? "value" : "mean", "position");
+        for (int c = 0; c < columns; ++c) std::printf(" %10d", columns > 1 ? c * (count - 1) / (columns - 1) : 0);
+        std::printf("\n");
+        for (int j = 0; j < positions; ++j) {
+            std::printf("%8d", j);
+            for (int c = 0; c < columns; ++c) {
+                const int i = columns > 1 ? c * (count - 1) / (columns - 1) : 0;
+                std::printf(" %10.5g", array(p, 2)[size_t(j) * 100 + size_t(i)]);
+            }
+            std::printf("\n");
+        }
+    }
+    return status == 0 ? 0 : 1;
+}
+
 int Usage() {
     std::fprintf(stderr,
                  "usage: trova table PATH\n"
@@ -426,6 +608,12 @@ int Usage() {
                  "       trova hist PATH [--quantity Q] [--block K] [--from T] [--to T]\n"
                  "                       [--extref X] [--last SECONDS] [--min X] [--max Y]\n"
                  "                       [--flagged] [--rows N]\n"
+                 "       trova fft-xt PATH [--quantity Q] [--set S] [--harmonic K]\n"
+                 "                     [--reference F] [--join J] [--from T] [--to T]\n"
+                 "                     [--points N] [--reader 1|2|3]\n"
+                 "       trova fft-all PATH [--quantity Q] [--set S] [--reference F]\n"
+                 "                     [--join J] [--from T] [--to T] [--reader 1|2|3]\n"
+                 "                     [--matrix 1 [--columns C]]\n"
                  "       trova sample DIR\n"
                  "       trova sample-harmonic DIR\n"
                  "global options: --log DIR, --no-log\n");
@@ -450,6 +638,8 @@ int main(int argc, char **argv) {
     if (command == "hist") return ShowHistogram(target, options);
     if (command == "fft-hist") return ShowHarmonicHistogram(target, options);
     if (command == "fft-table") return ShowHarmonicTable(target, options);
+    if (command == "fft-xt") return ShowHarmonicTrend(target, options);
+    if (command == "fft-all") return ShowSpectrumTrend(target, options);
     if (command == "sample" || command == "sample-harmonic") {
         std::string written;
         const bool harmonic = command == "sample-harmonic";
