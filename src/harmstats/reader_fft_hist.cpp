@@ -7,6 +7,7 @@
 // angles (and status 5 for them without power block), flagged records left
 // out unless asked for, record counters, and an optional fixed range whose
 // first and last bins also collect the values outside it.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -205,7 +206,9 @@ void RunHistogram(ReaderFftHist1Params &params, ReaderFftHist2Params *extended) 
         CompleteWorker(scan.flags(), params.Status);
         return;
     }
-    const int32_t phases = scan.scan().phases;
+    // The layout maps every channel code to 1, 3 or 4 phases; the bound is
+    // restated here for the fixed-size working bins.
+    const int32_t phases = std::min<int32_t>(scan.scan().phases, kMaxHarmonicPhases);
     for (int32_t i = 0; i < kBins * phases; ++i) params.HCounts[i] = 0;
     if (extended != nullptr) {
         for (int32_t p = 0; p < phases; ++p) {
