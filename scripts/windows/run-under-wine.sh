@@ -77,6 +77,14 @@ timeout -k 10 "${TROVA_WINE_TIMEOUT:-600}" \
         exit 125
       fi
     fi
+    # No window manager runs on the virtual display: let Wine place and
+    # frame its windows itself ("unmanaged"). A managed window would wait in
+    # vain for a window manager each time it is hidden (about 2 s per
+    # progress dialog), and would show no title bar.
+    if ! grep -q "^\"Managed\"=\"N\"" "$WINEPREFIX/user.reg" 2>/dev/null; then
+      "$WINE" reg add "HKCU\\Software\\Wine\\X11 Driver" /v Managed /t REG_SZ /d N /f >/dev/null 2>&1 || true
+      "$WINESERVER_CMD" -w
+    fi
     status=0
     "$WINE" "$@" || status=$?
     "$WINESERVER_CMD" -w
