@@ -218,6 +218,13 @@ DWORD WINAPI WatchDialog(void *context) {
         if (!w.click) Sleep(1);  // the cancel check looks as fast as it can
     }
     if (dialog == nullptr) return 0;
+    // The title is set halfway through WM_INITDIALOG; the dialog is shown
+    // only after it has returned, when the button text is set and the
+    // worker runs (a click before that would be cleared with the event).
+    for (DWORD start = GetTickCount(); !IsWindowVisible(dialog) && GetTickCount() - start < 30000;) {
+        if (!w.click) Sleep(1);
+    }
+    if (!IsWindowVisible(dialog)) return 0;
     w.found = true;
     if (w.click) {
         // A real click: the button procedure turns it into WM_COMMAND.
