@@ -37,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         std::remove(path.c_str());
         if (f >= static_cast<int>(in.files.size())) continue;
         if (std::FILE *out = std::fopen(path.c_str(), "wb")) {
-            std::fwrite(in.files[f].data(), 1, in.files[f].size(), out);
+            if (!in.files[f].empty()) std::fwrite(in.files[f].data(), 1, in.files[f].size(), out);
             std::fclose(out);
         }
     }

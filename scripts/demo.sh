@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The main job: build trova, write a sample trend recording and show what
-# the readers make of it.
+# The main job: build trova, write a sample trend and a sample harmonic
+# recording and show what the readers make of them.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 build="$root/build/demo"
@@ -21,5 +21,22 @@ echo "== phase voltages, mean block, 24 points (trova xt $first --quantity 2 --b
 echo
 echo "== the last hour relative to the nominal voltage (trova xt ... --extref -1 --last 3600)"
 "$trova" xt "$first" --quantity 2 --block 2 --points 6 --extref -1 --last 3600 --log "$build"
+echo
+echo "== the same voltages decimated for drawing (trova xt2 ... --points 12)"
+"$trova" xt2 "$first" --quantity 2 --block 2 --points 12 --log "$build"
+echo
+echo "== their distribution (trova hist ... --rows 10)"
+"$trova" hist "$first" --quantity 2 --block 2 --rows 10 --log "$build"
+echo
+harmonic="$build/sample-harmonic"
+rm -rf "$harmonic"
+first="$("$trova" sample-harmonic "$harmonic")"
+echo "== sample harmonic recording in $harmonic"
+echo
+echo "== 95 % table of the voltage harmonics, flagged records left out (trova fft-table $first --percentile 0.95 --flagged 0)"
+"$trova" fft-table "$first" --percentile 0.95 --flagged 0 --log "$build"
+echo
+echo "== histogram of the 3rd harmonic voltage, fixed range 9.0 to 9.4 V (trova fft-hist ... --quantity 2 --harmonic 2 --hmin 9 --hmax 9.4)"
+"$trova" fft-hist "$first" --quantity 2 --harmonic 2 --hmin 9 --hmax 9.4 --log "$build"
 echo
 echo "diagnostic log: $build/TrovaDLL.LOG"

@@ -13,6 +13,7 @@
 #include "platform/posix/dialog_probe.h"
 #include "recording_writer.h"
 #include "support/test_support.h"
+#include "support/trend_records.h"
 
 namespace trova {
 namespace {
@@ -21,11 +22,10 @@ using testing::ReaderTest;
 
 constexpr float kUntouched = -12345.0f;
 
-// A value that differs by record, block, quantity and channel and is not
-// monotonic in time, so minima, maxima and means all differ.
+using testing::ExpectedRecord;
+
 float TestValue(int record, int block, int quantity, int channel) {
-    return static_cast<float>((record * 37) % 101) * 0.25f + 1000.0f * block + 100.0f * quantity +
-           10.0f * channel + 0.125f;
+    return testing::TrendTestValue(record, block, quantity, channel);
 }
 
 struct XtCall {
@@ -65,13 +65,6 @@ struct XtCall {
     }
 };
 
-// One record as the reader should see it.
-struct ExpectedRecord {
-    double time;
-    int32_t flags;
-    float values[5];
-};
-
 struct ExpectedPoint {
     double time;
     int32_t flags;
@@ -105,37 +98,11 @@ std::vector<ExpectedPoint> Group(const std::vector<ExpectedRecord> &records, int
 
 class ReaderXtTest : public ReaderTest {
 protected:
-    // A recording of `files` files of `perFile` records: N = 3, three blocks,
-    // S = 2, P = 3, every 7th record flagged with 4.
-    rec::RecordingPlan Plan(int files, int perFile) const {
-        rec::RecordingPlan plan;
-        plan.trend.channels = 3;
-        plan.trend.statMask = 0x07;
-        plan.trend.scalars = 2;
-        plan.trend.perChannel = 3;
-        plan.trendValues = TestValue;
-        plan.flags = rec::everyKth(7, 4, 3);
-        for (int f = 0; f < files; ++f) plan.add(perFile, f == 2 ? 30.0 : 0.0);
-        return plan;
-    }
+    rec::RecordingPlan Plan(int files, int perFile) const { return testing::TrendTestPlan(files, perFile); }
 
-    // Records [first, last] of the recording (recording-wide indexes of the
-    // writer), as read for quantity q of block k with `channels` channels.
     std::vector<ExpectedRecord> Records(const rec::RecordingInfo &info, int first, int last, int q,
                                         int k, int channels, float divisor = 1.0f) const {
-        std::vector<ExpectedRecord> out;
-        for (const rec::MemberInfo &m : info.table()) {
-            for (int r = 0; r < m.records; ++r) {
-                const int index = m.firstRecord + r;
-                if (index < first || index > last) continue;
-                ExpectedRecord e{};
-                e.time = m.firstTime + r * 1.0;
-                e.flags = index % 7 == 3 ? 4 : 0;
-                for (int c = 0; c < channels; ++c) e.values[c] = TestValue(index, k, q, c) / divisor;
-                out.push_back(e);
-            }
-        }
-        return out;
+        return testing::TrendTestRecords(info, first, last, q, k, channels, divisor);
     }
 
     void ExpectPoints(const XtCall &call, const std::vector<ExpectedPoint> &expected,

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "files/big_endian.h"
+#include "files/numeric.h"
 
 namespace trova {
 namespace {
@@ -75,6 +76,16 @@ int64_t CountWindowRecords(const FileTableState &table, const TimeWindow &window
     for (int32_t i = window.startFile; i < window.endFile; ++i) sum += table.entries[i].recordCount;
     return sum - window.startRecord + window.stopRecord -
            int64_t{table.entries[window.endFile - 1].recordCount};
+}
+
+int64_t WindowSamples(const FileTableState &table, const TimeWindow &window, double TStart,
+                      double TStop) {
+    return CountWindowRecords(table, window, TStart, TStop) + (window.stopSelected ? 1 : 0);
+}
+
+int32_t InterleaveFactorFor(int64_t samples, int32_t points) {
+    if (samples <= points) return 1;
+    return ClampToInt32((samples + points - 1) / points);
 }
 
 }  // namespace trova

@@ -35,6 +35,16 @@ TimeWindow ResolveTimeWindow(const FileTableState &table, double TStart, double 
 int64_t CountWindowRecords(const FileTableState &table, const TimeWindow &window, double TStart,
                            double TStop);
 
+// The records a scan that reads the stop record takes: K + 1 when TStop
+// picked a record, K otherwise (the table's total when both bounds are open).
+int64_t WindowSamples(const FileTableState &table, const TimeWindow &window, double TStart,
+                      double TStop);
+
+// The group size that fits `samples` records into `points` points: 1 when
+// they fit as they are, otherwise the smallest f with samples ≤ f·points.
+// `points` must be at least 1.
+int32_t InterleaveFactorFor(int64_t samples, int32_t points);
+
 // The number of records a file in `buffer` really holds, at most the table's
 // count: a file that shrank since the table was built loses its tail.
 int64_t UsableRecords(const FileInfoRecord &file, const FileBuffer &buffer);

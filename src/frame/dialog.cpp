@@ -2,6 +2,8 @@
 
 #include "frame/module_state.h"
 #include "frame/worker_link.h"
+#include "harmonics/harmonic_workers.h"
+#include "harmstats/harmstats_workers.h"
 #include "trend/trend_workers.h"
 
 namespace trova {
@@ -10,19 +12,19 @@ WorkerEntry WorkerFor(int32_t kind) {
     // Indexed by ReaderKind; readers still missing from this build are null.
     static const WorkerEntry kWorkers[14] = {
         nullptr,
-        nullptr,  // 1  Reader_FFT_XT_Thread1
-        nullptr,  // 2  Reader_FFT_XT_Thread2
+        Reader_FFT_XT_Thread1,
+        Reader_FFT_XT_Thread2,
         nullptr,  // 3  Reader_FFT_XT_Thread3
-        nullptr,  // 4  Reader_FFT_HIST_Thread1
-        nullptr,  // 5  Reader_FFT_HIST_Thread2
-        nullptr,  // 6  Reader_FFT_Table_Thread1
-        nullptr,  // 7  Reader_FFT_Table_Thread2
-        nullptr,  // 8  Reader_FFT_ALL_Harmonics_XT_Thread1
-        nullptr,  // 9  Reader_FFT_ALL_Harmonics_XT_Thread2
+        Reader_FFT_HIST_Thread1,
+        Reader_FFT_HIST_Thread2,
+        Reader_FFT_Table_Thread1,
+        Reader_FFT_Table_Thread2,
+        Reader_FFT_ALL_Harmonics_XT_Thread1,
+        Reader_FFT_ALL_Harmonics_XT_Thread2,
         nullptr,  // 10 Reader_FFT_ALL_Harmonics_XT_Thread3
         Reader_Thread,
-        nullptr,  // 12 Reader_Thread2
-        nullptr,  // 13 Reader_HIST_Thread
+        Reader_Thread2,
+        Reader_HIST_Thread,
     };
     return kind >= 1 && kind <= 13 ? kWorkers[kind] : nullptr;
 }

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "files/big_endian.h"
 #include "files/completion.h"
 #include "files/file_table.h"
 #include "files/numeric.h"
@@ -19,39 +18,30 @@
 namespace trova {
 namespace {
 
-// The smallest f with samples ≤ f·points; 1 when everything fits.
-int32_t InterleaveFactorFor(int64_t samples, int32_t points) {
-    if (samples <= points) return 1;
-    return ClampToInt32((samples + points - 1) / points);
-}
-
-class XtGrouping {
+class XtGrouping : public TrendRecordReader {
 public:
     XtGrouping(ReaderXtParams &params, int32_t channelCount, int32_t factor, int32_t points)
-        : params_(params), channelCount_(channelCount), factor_(factor), points_(points) {}
-
-    bool BeginFile(const FileInfoRecord &file) {
-        plan_ = PlanTrendRecord(file, channelCount_, params_.Quantity, params_.MinMax,
-                                params_.ExtRef);
-        return plan_.usable;
-    }
+        : TrendRecordReader(channelCount, params.Quantity, params.MinMax, params.ExtRef),
+          params_(params),
+          factor_(factor),
+          points_(points) {}
 
     void Record(const uint8_t *record, const RecordPosition &position) {
-        const int32_t flagWord = ReadBEInt32(record, kTrendFlagOffset);
-        float values[kMaxTrendChannels];
-        ReadTrendValues(record, plan_, values);
-        for (int c = 0; c < plan_.channels; ++c) {
+        TrendSample sample;
+        Read(record, sample);
+        for (int c = 0; c < channels(); ++c) {
+            const float value = sample.values[c];
             if (inGroup_ == 0) {
-                min_[c] = max_[c] = sum_[c] = values[c];
+                min_[c] = max_[c] = sum_[c] = value;
             } else {
-                if (values[c] < min_[c]) min_[c] = values[c];
-                if (values[c] > max_[c]) max_[c] = values[c];
-                sum_[c] += values[c];
+                if (value < min_[c]) min_[c] = value;
+                if (value > max_[c]) max_[c] = value;
+                sum_[c] += value;
             }
         }
-        groupFlags_ = inGroup_ == 0 ? flagWord : (groupFlags_ | flagWord);
-        time1_ = ReadBEDouble(record, 0);
-        time2_ = ReadBEDouble(record, kTrendTimeOffset2);
+        groupFlags_ = inGroup_ == 0 ? sample.flagWord : (groupFlags_ | sample.flagWord);
+        time1_ = sample.time1;
+        time2_ = sample.time2;
         ++inGroup_;
         if (inGroup_ == factor_ || position.lastOfWindow) WritePoint();
     }
@@ -66,7 +56,7 @@ private:
         if (point_ < points_) {
             const int64_t p = point_;
             const float count = static_cast<float>(inGroup_);
-            for (int c = 0; c < plan_.channels; ++c) {
+            for (int c = 0; c < channels(); ++c) {
                 const int64_t at = c * int64_t{points_} + p;
                 params_.MinValues[at] = min_[c];
                 params_.MaxValues[at] = max_[c];
@@ -81,10 +71,8 @@ private:
     }
 
     ReaderXtParams &params_;
-    const int32_t channelCount_;
     const int32_t factor_;
     const int32_t points_;
-    TrendRecordPlan plan_;
     int32_t point_ = 0;
     int32_t inGroup_ = 0;
     float min_[kMaxTrendChannels] = {};
@@ -114,8 +102,7 @@ void Reader_Thread(void *block) {
     const int32_t channelCount = static_cast<int32_t>(first.channelCode);
 
     // The scan reads the stop record, so one record more when TStop picked one.
-    const int64_t samples = CountWindowRecords(FileTable, window, params.TStart, params.TStop) +
-                            (window.stopSelected ? 1 : 0);
+    const int64_t samples = WindowSamples(FileTable, window, params.TStart, params.TStop);
     const int32_t points = params.Points != nullptr ? *params.Points : 0;
     // With no room for a single point there is nothing to group: the factor
     // is reported as 0 and no file is read.

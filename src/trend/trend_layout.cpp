@@ -69,4 +69,11 @@ void ReadTrendValues(const uint8_t *record, const TrendRecordPlan &plan,
     }
 }
 
+void TrendRecordReader::Read(const uint8_t *record, TrendSample &sample) const {
+    sample.time1 = ReadBEDouble(record, 0);
+    sample.time2 = ReadBEDouble(record, kTrendTimeOffset2);
+    sample.flagWord = ReadBEInt32(record, kTrendFlagOffset);
+    ReadTrendValues(record, plan_, sample.values);
+}
+
 }  // namespace trova

@@ -54,4 +54,39 @@ TrendRecordPlan PlanTrendRecord(const FileInfoRecord &file, int32_t channelCount
 void ReadTrendValues(const uint8_t *record, const TrendRecordPlan &plan,
                      float values[kMaxTrendChannels]);
 
+// One record as the trend workers use it.
+struct TrendSample {
+    double time1 = 0.0;  // the record time is time1 + time2
+    double time2 = 0.0;
+    int32_t flagWord = 0;  // nonzero: a flagged record
+    float values[kMaxTrendChannels] = {};  // channels() of them are read
+};
+
+// The per-file part of the trend workers' scan visitors: each file is
+// planned for the call's quantity, block and normalisation as its scan
+// begins, and a file whose records cannot hold a planned field is skipped.
+// A worker's visitor derives from it and adds Record and EndFile.
+class TrendRecordReader {
+public:
+    TrendRecordReader(int32_t channelCount, int32_t quantity, int32_t block, float ExtRef)
+        : channelCount_(channelCount), quantity_(quantity), block_(block), extRef_(ExtRef) {}
+
+    bool BeginFile(const FileInfoRecord &file) {
+        plan_ = PlanTrendRecord(file, channelCount_, quantity_, block_, extRef_);
+        return plan_.usable;
+    }
+
+protected:
+    // Channels read from the records of the current file.
+    int channels() const { return plan_.channels; }
+    void Read(const uint8_t *record, TrendSample &sample) const;
+
+private:
+    const int32_t channelCount_;
+    const int32_t quantity_;
+    const int32_t block_;
+    const float extRef_;
+    TrendRecordPlan plan_;
+};
+
 }  // namespace trova

@@ -3,6 +3,8 @@
 
 namespace trova {
 
-void Reader_Thread(void *params);   // Reader_XT
+void Reader_Thread(void *params);       // Reader_XT
+void Reader_Thread2(void *params);      // Reader_XT2
+void Reader_HIST_Thread(void *params);  // Reader_HIST
 
 }  // namespace trova

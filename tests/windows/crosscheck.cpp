@@ -684,15 +684,16 @@ std::vector<Case> BuildCases() {
              a.label = "trova host: cancel check";
          })},
 
-        // The other readers on a recording of their kind. Until a reader's
-        // worker exists its dialog closes at once and the call leaves every
-        // output as it was; from then on these compare its results.
+        // The other readers on a recording of their kind, with the selector
+        // in both senses. Until a reader's worker exists its dialog closes
+        // at once and the call leaves every output as it was; from then on
+        // these compare its results.
         {"xt2-trend", Export::XT2, PathKind::File, "trend-a", "meas.002.dat",
          Args([](CallArgs &a) { a.quantity = 3; a.points = 64; })},
         {"hist-trend", Export::HIST, PathKind::File, "trend-a", "meas.001.dat",
          Args([](CallArgs &a) { a.quantity = 3; a.flagged = 1; })},
         {"fft-xt1", Export::FFT_XT1, PathKind::File, "harmonic-a", "meas.001.dat",
-         Args([](CallArgs &a) { a.quantity = 2; a.points = 50; })},
+         Args([](CallArgs &a) { a.quantity = 2; a.minMax = 1; a.points = 50; })},
         {"fft-xt2", Export::FFT_XT2, PathKind::File, "harmonic-a", "meas.002.dat",
          Args([](CallArgs &a) { a.quantity = 8; a.points = 50; })},
         {"fft-xt3", Export::FFT_XT3, PathKind::File, "harmonic-a", "meas.003.dat",
@@ -704,7 +705,7 @@ std::vector<Case> BuildCases() {
         {"fft-all-xt3", Export::FFT_ALL_XT3, PathKind::File, "harmonic-a", "meas.001.dat",
          Args([](CallArgs &a) { a.quantity = 6; })},
         {"fft-hist1", Export::FFT_HIST1, PathKind::File, "harmonic-a", "meas.002.dat",
-         Args([](CallArgs &a) { a.quantity = 2; })},
+         Args([](CallArgs &a) { a.quantity = 2; a.minMax = 1; })},
         {"fft-hist2", Export::FFT_HIST2, PathKind::File, "harmonic-a", "meas.002.dat",
          Args([](CallArgs &a) {
              a.quantity = 9;
@@ -714,7 +715,7 @@ std::vector<Case> BuildCases() {
              a.flagged = 1;
          })},
         {"fft-table1", Export::FFT_Table1, PathKind::File, "harmonic-a", "meas.001.dat",
-         Args([](CallArgs &a) { a.quantity = 1; a.percentil = 0.95f; })},
+         Args([](CallArgs &a) { a.quantity = 1; a.minMax = 1; a.percentil = 0.95f; })},
         {"fft-table2", Export::FFT_Table2, PathKind::File, "harmonic-a", "meas.001.dat",
          Args([](CallArgs &a) { a.quantity = 4; a.percentil = 0.5f; a.flagged = 1; })},
     };

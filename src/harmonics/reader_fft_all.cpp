@@ -1,0 +1,167 @@
+// Reader_FFT_ALL_Harmonics_XT1 and _XT2: the min/max/mean trend of a whole
+// harmonic spectrum, every position of every phase, in at most 100 groups
+// of consecutive records. Phase p's matrices hold position j, point i at
+// j·100 + i.
+//
+// One worker with the twins' differences as a variant, as for the single
+// position readers: XT1 forms powers from the angles and relates them with
+// a guard term, takes the time of the phase-0 minimum at FirstHarmonic,
+// drops the incomplete last group and returns the last point's index; XT2
+// reads stored powers and relates them in percent, takes the time of a
+// group's last record, delivers the incomplete last group and returns the
+// number of points. Both refuse power codes without a power block.
+//
+// The working vectors hold the first file's harmonic count H0; each file's
+// records are walked over its own positions, no further than H0.
+#include <algorithm>
+#include <cstdint>
+
+#include "files/big_endian.h"
+#include "files/completion.h"
+#include "files/file_table.h"
+#include "files/scan.h"
+#include "harmonics/harmonic_grouping.h"
+#include "harmonics/harmonic_params.h"
+#include "harmonics/harmonic_quantity.h"
+#include "harmonics/harmonic_scan.h"
+#include "harmonics/harmonic_workers.h"
+
+namespace trova {
+namespace {
+
+constexpr int32_t kSpectrumPoints = 100;
+constexpr QuantityRules kSpectrumRules{true, true, 3, 8, 10};
+
+struct FftAllVariant {
+    PowerReading reading;
+    GroupingOptions grouping;
+    int32_t resultOffset;  // added to the point count: -1 gives the last point's index
+};
+
+constexpr FftAllVariant kFftAll1{PowerReading::kAngles, {true, false}, -1};
+constexpr FftAllVariant kFftAll2{PowerReading::kStored, {false, true}, 0};
+
+// The positions walked in a file: its own count, at most the first file's.
+int32_t SpectrumPositions(const FileInfoRecord &file, int32_t firstHarmonics) {
+    return std::max(0, std::min(file.harmonicCount, firstHarmonics));
+}
+
+HarmonicFieldPlan SpectrumPlan(const FileInfoRecord &file, const HarmonicScan &scan,
+                               const HarmonicQuantity &quantity, int32_t positions,
+                               int32_t reference) {
+    return HarmonicFieldPlan(HarmonicRecordLayout::ForFile(file, scan.phases), quantity,
+                             scan.phases, PositionSpan{0, positions - 1}, reference);
+}
+
+// The most positions a usable file of the window brings: the working
+// vectors need no more, however large a damaged header says H0 is.
+int32_t WorkingPositions(const HarmonicScan &scan, const HarmonicQuantity &quantity,
+                         int32_t reference) {
+    int32_t most = 0;
+    for (int32_t f = scan.window.startFile; f < scan.window.endFile; ++f) {
+        const FileInfoRecord &file = FileTable.entries[f];
+        const int32_t positions = SpectrumPositions(file, scan.harmonics);
+        if (positions > most && SpectrumPlan(file, scan, quantity, positions, reference).Usable()) {
+            most = positions;
+        }
+    }
+    return most;
+}
+
+class FftAllVisitor {
+public:
+    FftAllVisitor(const ReaderFftAllParams &params, const HarmonicScan &scan,
+                  const HarmonicQuantity &quantity, int32_t capacity, HarmonicGrouping &grouping,
+                  int32_t resultOffset)
+        : params_(params),
+          scan_(scan),
+          quantity_(quantity),
+          capacity_(capacity),
+          grouping_(grouping),
+          resultOffset_(resultOffset) {}
+
+    bool BeginFile(const FileInfoRecord &file) {
+        positions_ = std::min(SpectrumPositions(file, scan_.harmonics), capacity_);
+        plan_ = SpectrumPlan(file, scan_, quantity_, positions_, params_.FirstHarmonic);
+        return plan_.Usable();
+    }
+
+    void Record(const uint8_t *record, const RecordPosition &position) {
+        const bool relative = plan_.Relative();
+        for (int32_t p = 0; p < scan_.phases; ++p) {
+            // The reference of the record and phase, once, before the positions.
+            const float reference = relative ? plan_.Raw(record, p, params_.FirstHarmonic) : 0.0f;
+            float *values = grouping_.Values(p);
+            for (int32_t j = 0; j < positions_; ++j) {
+                values[j] = plan_.Relate(plan_.Raw(record, p, j), reference);
+            }
+        }
+        grouping_.Add(scan_.phases, positions_, ReadBEDouble(record, HarmonicRecordLayout::kTime1),
+                      ReadBEDouble(record, HarmonicRecordLayout::kTime2),
+                      ReadBEInt32(record, HarmonicRecordLayout::kFlag), position.lastOfWindow);
+    }
+
+    void EndFile() { *params_.Result = grouping_.Points() + resultOffset_; }
+
+private:
+    const ReaderFftAllParams &params_;
+    const HarmonicScan &scan_;
+    const HarmonicQuantity quantity_;
+    const int32_t capacity_;
+    HarmonicGrouping &grouping_;
+    const int32_t resultOffset_;
+    HarmonicFieldPlan plan_;
+    int32_t positions_ = 0;
+};
+
+void RunFftAll(void *block, const FftAllVariant &variant) {
+    ReaderFftAllParams &params = *static_cast<ReaderFftAllParams *>(block);
+    FileBuffer buffer;
+    EnsureFileTable(params.PathFile, HeaderVariant::kHarmonic, buffer);
+    StatusFlags flags;
+    if (FileTable.fileCount >= 1) {
+        if (params.HarmCount != nullptr) *params.HarmCount = FileTable.entries[0].harmonicCount;
+        const HarmonicScan scan =
+            PrepareHarmonicScan(FileTable, params.TStart, params.TStop, buffer);
+        ProgressMeter progress(ProgressMeter::StepFor(scan.window));
+        const int32_t factor = InterleaveFactorFor(scan.samples, kSpectrumPoints);
+        if (params.InterleaveFactor != nullptr) *params.InterleaveFactor = factor;
+        RemapQuantity(kSpectrumRules, scan.hasPowerBlock, params.Quantity, params.MinMax, flags);
+        const HarmonicQuantity quantity = SpectrumQuantity(params.Quantity, params.MinMax,
+                                                           variant.reading, params.Join != 0);
+
+        float *const minValues[kMaxHarmonicPhases] = {params.MinValues0, params.MinValues1,
+                                                      params.MinValues2, params.MinValues3};
+        float *const maxValues[kMaxHarmonicPhases] = {params.MaxValues0, params.MaxValues1,
+                                                      params.MaxValues2, params.MaxValues3};
+        float *const meanValues[kMaxHarmonicPhases] = {params.MeanValues0, params.MeanValues1,
+                                                       params.MeanValues2, params.MeanValues3};
+        GroupTargets targets;
+        for (int32_t p = 0; p < scan.phases; ++p) {
+            targets.min[p] = minValues[p];
+            targets.max[p] = maxValues[p];
+            targets.mean[p] = meanValues[p];
+        }
+        targets.positionStride = kSpectrumPoints;
+        targets.times = params.Times;
+        targets.timeStride = kSpectrumPoints;
+        targets.flagWords = params.FlagWords;
+        targets.capacity = kSpectrumPoints;
+
+        const int32_t capacity = WorkingPositions(scan, quantity, params.FirstHarmonic);
+        HarmonicGrouping grouping(variant.grouping, targets, scan.phases, capacity, factor,
+                                  params.FirstHarmonic);
+        FftAllVisitor visitor(params, scan, quantity, capacity, grouping, variant.resultOffset);
+        flags.cancelled =
+            ScanWindow(FileTable, scan.window, StopRecordRule::kRead, buffer, progress, visitor);
+    }
+    CompleteWorker(flags, params.Status);
+}
+
+}  // namespace
+
+void Reader_FFT_ALL_Harmonics_XT_Thread1(void *block) { RunFftAll(block, kFftAll1); }
+
+void Reader_FFT_ALL_Harmonics_XT_Thread2(void *block) { RunFftAll(block, kFftAll2); }
+
+}  // namespace trova
