@@ -338,8 +338,8 @@ rec::RecordingPlan HarmonicA() {
 
 }  // namespace
 
-const std::vector<RecordingSpec> &Recordings() {
-    static const std::vector<RecordingSpec> recordings = {
+const std::vector<NamedRecording> &Recordings() {
+    static const std::vector<NamedRecording> recordings = {
         {"trend-a", TrendA},
         {"trend-ref", TrendReference},
         {"trend-mixed", TrendMixed},

@@ -119,11 +119,11 @@ constexpr int kCancelFiles = 600;
 constexpr int kCancelRecordsPerFile = 10;
 
 // A recording that cases read; the reference writes it to rec/<name>/.
-struct RecordingSpec {
+struct NamedRecording {
     const char *name;
     rec::RecordingPlan (*plan)();
 };
-const std::vector<RecordingSpec> &Recordings();
+const std::vector<NamedRecording> &Recordings();
 
 enum class PathKind {
     File,     // rec/<recording>/<file>
@@ -135,7 +135,7 @@ struct Case {
     const char *name;
     Export reader;
     PathKind pathKind;
-    const char *recording;  // a RecordingSpec name
+    const char *recording;  // a NamedRecording name
     const char *file;       // a file of it
     CallArgs args;
 };

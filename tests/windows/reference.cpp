@@ -83,7 +83,7 @@ int Write(const fs::path &dir) {
         std::fprintf(stderr, "cannot create %s: %s\n", dir.c_str(), error.message().c_str());
         return 2;
     }
-    for (const RecordingSpec &r : Recordings()) {
+    for (const NamedRecording &r : Recordings()) {
         trova::rec::writeRecording((dir / "rec" / r.name).string(), r.plan());
     }
     if (chdir(dir.c_str()) != 0) {
