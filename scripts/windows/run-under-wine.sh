@@ -13,6 +13,10 @@
 #                     takes about 10-20 s; later runs reuse it.
 #   TROVA_WINEDEBUG   Wine debug channels; default -all (quiet).
 #   TROVA_WINE_TIMEOUT  seconds before the run is killed; default 600.
+#   TROVA_WINE_COMPANION  a shell command run in the background on the same
+#                     virtual display while the program runs (DISPLAY is
+#                     set); the run waits for it and fails if it fails.
+#                     scripts/windows/screenshot.sh uses it.
 #
 # Runs are serialised per prefix with a lock: Wine keeps one server and one
 # desktop process per prefix, and those must not outlive the virtual display
@@ -77,8 +81,30 @@ timeout -k 10 "${TROVA_WINE_TIMEOUT:-600}" \
         exit 125
       fi
     fi
+    # No window manager runs on the virtual display: let Wine place and
+    # frame its windows itself ("unmanaged"). A managed window would wait in
+    # vain for a window manager each time it is hidden (about 2 s per
+    # progress dialog), and would show no title bar.
+    if ! grep -q "^\"Managed\"=\"N\"" "$WINEPREFIX/user.reg" 2>/dev/null; then
+      "$WINE" reg add "HKCU\\Software\\Wine\\X11 Driver" /v Managed /t REG_SZ /d N /f >/dev/null 2>&1 || true
+      "$WINESERVER_CMD" -w
+    fi
+    # The glyphs of the caption buttons come from the Marlett font, which
+    # this Wine does not pick up from its own font directory by itself.
+    fonts="$WINEPREFIX/drive_c/windows/Fonts"
+    if [ ! -f "$fonts/marlett.ttf" ] && [ -f /usr/share/wine/fonts/marlett.ttf ]; then
+      cp /usr/share/wine/fonts/marlett.ttf "$fonts/" 2>/dev/null || true
+    fi
+    companion=""
+    if [ -n "${TROVA_WINE_COMPANION:-}" ]; then
+      sh -c "$TROVA_WINE_COMPANION" &
+      companion=$!
+    fi
     status=0
     "$WINE" "$@" || status=$?
+    if [ -n "$companion" ]; then
+      wait "$companion" || { [ "$status" != 0 ] || status=1; }
+    fi
     "$WINESERVER_CMD" -w
     exit $status
   ' run-under-wine "$@"
