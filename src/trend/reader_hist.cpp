@@ -186,35 +186,26 @@ void ZeroOutputs(const ReaderHistParams &params, int served) {
 
 void Reader_HIST_Thread(void *block) {
     ReaderHistParams &params = *static_cast<ReaderHistParams *>(block);
-    FileBuffer buffer;
-    EnsureFileTable(params.PathFile, HeaderVariant::kTrend, buffer);
-    StatusFlags flags;
-    if (FileTable.fileCount < 1) {
-        CompleteWorker(flags, params.Status);
-        return;
-    }
-    const FileInfoRecord &first = FileTable.entries[0];
-    const int32_t channelCount = static_cast<int32_t>(first.channelCode);
-    const int served = ChannelsRead(channelCount, true);
-    const TimeWindow window = ResolveTimeWindow(FileTable, params.TStart, params.TStop, buffer);
     // One meter for both passes: each pass adds up to 100.
-    ProgressMeter progress(ProgressMeter::StepFor(window));
+    TrendCall call;
+    if (!call.Begin(params)) return;
+    const int32_t channelCount = call.channelCount;
+    const int served = ChannelsRead(channelCount, true);
     ZeroOutputs(params, served);
-    CheckTrendArguments(first, params.MinMax, params.Quantity, flags);
     *params.FFlaggedPoints = 0;
     *params.FTotalPoints = 0;
 
     HistRange range;
     RangePass rangePass(params, channelCount, range);
-    flags.cancelled =
-        ScanWindow(FileTable, window, StopRecordRule::kExclude, buffer, progress, rangePass);
+    call.flags.cancelled = ScanWindow(FileTable, call.window, StopRecordRule::kExclude,
+                                      call.buffer, call.progress, rangePass);
     FixRange(params, channelCount, served, range);
-    if (!flags.cancelled) {
+    if (!call.flags.cancelled) {
         CountPass countPass(params, channelCount, range);
-        flags.cancelled =
-            ScanWindow(FileTable, window, StopRecordRule::kExclude, buffer, progress, countPass);
+        call.flags.cancelled = ScanWindow(FileTable, call.window, StopRecordRule::kExclude,
+                                          call.buffer, call.progress, countPass);
     }
-    CompleteWorker(flags, params.Status);
+    CompleteWorker(call.flags, params.Status);
 }
 
 }  // namespace trova

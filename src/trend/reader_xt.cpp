@@ -88,21 +88,10 @@ private:
 void Reader_Thread(void *block) {
     ReaderXtParams &params = *static_cast<ReaderXtParams *>(block);
     LogLine("Start Reader_Thread");
-    FileBuffer buffer;
-    EnsureFileTable(params.PathFile, HeaderVariant::kTrend, buffer);
-    StatusFlags flags;
-    if (FileTable.fileCount < 1) {
-        CompleteWorker(flags, params.Status);
-        return;
-    }
-    const FileInfoRecord &first = FileTable.entries[0];
-    CheckTrendArguments(first, params.MinMax, params.Quantity, flags);
-    const TimeWindow window = ResolveTimeWindow(FileTable, params.TStart, params.TStop, buffer);
-    ProgressMeter progress(ProgressMeter::StepFor(window));
-    const int32_t channelCount = static_cast<int32_t>(first.channelCode);
-
+    TrendCall call;
+    if (!call.Begin(params)) return;
     // The scan reads the stop record, so one record more when TStop picked one.
-    const int64_t samples = WindowSamples(FileTable, window, params.TStart, params.TStop);
+    const int64_t samples = WindowSamples(FileTable, call.window, params.TStart, params.TStop);
     const int32_t points = params.Points != nullptr ? *params.Points : 0;
     // With no room for a single point there is nothing to group: the factor
     // is reported as 0 and no file is read.
@@ -113,11 +102,11 @@ void Reader_Thread(void *block) {
     if (params.InterleaveFactor != nullptr) *params.InterleaveFactor = factor;
 
     if (points >= 1) {
-        XtGrouping grouping(params, channelCount, factor, points);
-        flags.cancelled =
-            ScanWindow(FileTable, window, StopRecordRule::kRead, buffer, progress, grouping);
+        XtGrouping grouping(params, call.channelCount, factor, points);
+        call.flags.cancelled = ScanWindow(FileTable, call.window, StopRecordRule::kRead,
+                                          call.buffer, call.progress, grouping);
     }
-    CompleteWorker(flags, params.Status);
+    CompleteWorker(call.flags, params.Status);
 }
 
 }  // namespace trova

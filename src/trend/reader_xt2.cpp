@@ -69,23 +69,14 @@ void DeliverCurves(ReaderXt2Params &params, CInterleaveCurve *curves, int curveC
 void Reader_Thread2(void *block) {
     ReaderXt2Params &params = *static_cast<ReaderXt2Params *>(block);
     LogLine("Start Reader_Thread2");
-    FileBuffer buffer;
-    EnsureFileTable(params.PathFile, HeaderVariant::kTrend, buffer);
-    StatusFlags flags;
-    if (FileTable.fileCount < 1) {
-        CompleteWorker(flags, params.Status);
-        return;
-    }
-    const FileInfoRecord &first = FileTable.entries[0];
-    CheckTrendArguments(first, params.MinMax, params.Quantity, flags);
-    const TimeWindow window = ResolveTimeWindow(FileTable, params.TStart, params.TStop, buffer);
-    ProgressMeter progress(ProgressMeter::StepFor(window));
-    const int32_t channelCount = static_cast<int32_t>(first.channelCode);
+    TrendCall call;
+    if (!call.Begin(params)) return;
+    const int32_t channelCount = call.channelCount;
 
     // The whole recording when both bounds are open (K is then the table's
     // total), otherwise the records the scan reads, the stop record included.
     const int32_t samples = ClampToInt32(
-        WindowSamples(FileTable, window, params.TStart, params.TStop));
+        WindowSamples(FileTable, call.window, params.TStart, params.TStop));
     const int32_t points = params.Points != nullptr ? *params.Points : 0;
 
     // One curve per channel a quantity of this recording can yield: channel
@@ -103,11 +94,11 @@ void Reader_Thread2(void *block) {
     // Without room for a single output no file is read (as in Reader_XT).
     if (points >= 1) {
         Xt2Feed feed(params, channelCount, curves);
-        flags.cancelled =
-            ScanWindow(FileTable, window, StopRecordRule::kRead, buffer, progress, feed);
+        call.flags.cancelled = ScanWindow(FileTable, call.window, StopRecordRule::kRead,
+                                          call.buffer, call.progress, feed);
     }
     // A cancelled call delivers what the curves hold, the open bin included.
-    CompleteWorker(flags, params.Status, [&] {
+    CompleteWorker(call.flags, params.Status, [&] {
         DeliverCurves(params, curves, curveCount, points);
         delete[] curves;
     });

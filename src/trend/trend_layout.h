@@ -10,6 +10,9 @@
 #include <cstdint>
 
 #include "files/completion.h"
+#include "files/file_buffer.h"
+#include "files/scan.h"
+#include "files/window.h"
 #include "files/file_table.h"
 
 namespace trova {
@@ -87,6 +90,33 @@ private:
     const int32_t block_;
     const float extRef_;
     TrendRecordPlan plan_;
+};
+
+// What every trend worker does before its own work: the file table, the
+// argument checks against the first file, the window and the progress step
+// of one pass. An empty table completes the call at once (status 3).
+struct TrendCall {
+    FileBuffer buffer;
+    StatusFlags flags;
+    TimeWindow window;
+    ProgressMeter progress{0.0f};
+    int32_t channelCount = 0;  // N of the first file
+
+    // False when the call has already completed for lack of files.
+    template <class Params>
+    bool Begin(Params &params) {
+        EnsureFileTable(params.PathFile, HeaderVariant::kTrend, buffer);
+        if (FileTable.fileCount < 1) {
+            CompleteWorker(flags, params.Status);
+            return false;
+        }
+        const FileInfoRecord &first = FileTable.entries[0];
+        CheckTrendArguments(first, params.MinMax, params.Quantity, flags);
+        window = ResolveTimeWindow(FileTable, params.TStart, params.TStop, buffer);
+        progress = ProgressMeter(ProgressMeter::StepFor(window));
+        channelCount = static_cast<int32_t>(first.channelCode);
+        return true;
+    }
 };
 
 }  // namespace trova
