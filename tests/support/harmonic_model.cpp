@@ -1,10 +1,10 @@
 #include "support/harmonic_model.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-
-#include <gtest/gtest.h>
 
 #include "curve/interleave_curve.h"
 
@@ -30,39 +30,19 @@ rec::RecordingPlan HarmonicPlan(int channelCode, int harmonics, bool powerBlock,
     return plan;
 }
 
-std::string CodeCase::Name() const {
-    return "reader " + std::to_string(reader) + " code " + std::to_string(quantity) + " MinMax " +
-           std::to_string(minMax) + " Join " + std::to_string(join);
-}
-
-const Corrected kTrendWithMinMaxZero[18] = {
-    {0, 1, 0},  {1, 1, 0},  {6, 0, 2},  {7, 0, 2},  {4, 1, 0},  {5, 1, 0},
-    {2, 1, 0},  {3, 1, 0},  {8, 0, 2},  {9, 0, 2},  {10, 0, 2}, {11, 0, 2},
-    {12, 0, 2}, {13, 0, 2}, {14, 0, 2}, {15, 0, 2}, {16, 0, 2}, {17, 0, 2},
-};
-
-const Corrected kSpectrumWithMinMaxZero[11] = {
-    {0, 1, 0}, {1, 1, 0}, {2, 1, 0}, {3, 1, 0}, {4, 1, 0}, {5, 1, 0},
-    {6, 0, 2}, {7, 0, 2}, {8, 0, 2}, {1, 1, 0}, {2, 1, 0},
-};
-
-Corrected CodeCase::CorrectedBy(const Corrected *withMinMaxZero) const {
-    return minMax != 0 ? Corrected{quantity, 0, 0} : withMinMaxZero[quantity];
-}
-
-std::vector<CodeCase> EveryCodeCase(int lastCode, int firstPower, int lastPower) {
-    std::vector<CodeCase> cases;
-    for (int reader : {1, 2}) {
-        for (int quantity = 1; quantity <= lastCode; ++quantity) {
-            for (int minMax : {1, 0}) {
-                cases.push_back(CodeCase{reader, quantity, minMax, 0});
-                if (quantity >= firstPower && quantity <= lastPower) {
-                    cases.push_back(CodeCase{reader, quantity, minMax, 1});
-                }
-            }
-        }
-    }
-    return cases;
+rec::RecordingPlan EdgePlan(int channelCode, int harmonics, bool powerBlock,
+                            const std::vector<int> &files) {
+    rec::RecordingPlan plan = HarmonicPlan(channelCode, harmonics, powerBlock, files, 11, 7, 4);
+    plan.stem = "c" + std::to_string(channelCode) + (powerBlock ? "p" : "n");
+    if (plan.members.size() > 1) plan.members[1].gapBefore = 20.0;
+    const rec::SeededValues seeded(11, 0.5f, 250.0f);
+    plan.harmonicValues = [seeded](int n, rec::HarmonicField f, int set, int p, int x) {
+        const float value = seeded(n, f, set, p, x);
+        if (f == rec::HarmonicField::Scalar) return std::floor(value / 50.0f);
+        const bool zero = f == rec::HarmonicField::Voltage && set == 0 && x == 1 && n % 5 == 2;
+        return zero ? 0.0f : value;
+    };
+    return plan;
 }
 
 void SetHarmonicCounts(rec::RecordingPlan &plan, const std::vector<int> &counts) {
@@ -71,6 +51,21 @@ void SetHarmonicCounts(rec::RecordingPlan &plan, const std::vector<int> &counts)
         format.harmonics = counts[f];
         plan.members[f].harmonic = format;
     }
+}
+
+const Corrected kTrendWithMinMaxZero[18] = {
+    {0, 1, 0},  {1, 1, 0},  {6, 0, 2},  {7, 0, 2},  {4, 1, 0},  {5, 1, 0},
+    {2, 1, 0},  {3, 1, 0},  {8, 0, 2},  {9, 0, 2},  {10, 0, 2}, {11, 0, 2},
+    {12, 0, 2}, {13, 0, 2}, {14, 0, 2}, {15, 0, 2}, {16, 0, 2}, {17, 0, 2},
+};
+const Corrected kSpectrumWithMinMaxZero[11] = {
+    {0, 1, 0}, {1, 1, 0}, {2, 1, 0}, {3, 1, 0}, {4, 1, 0}, {5, 1, 0},
+    {6, 0, 2}, {7, 0, 2}, {8, 0, 2}, {1, 1, 0}, {2, 1, 0},
+};
+
+Corrected Correct(const Corrected *withMinMaxZero, int lastCode, int quantity, int minMax) {
+    if (quantity > lastCode) return {1, 0, TROVA_READER_BAD_QUANTITY};  // after status 2
+    return minMax != 0 ? Corrected{quantity, 0, 0} : withMinMaxZero[quantity];
 }
 
 void ClaimHarmonicCount(rec::Recording &recording, size_t file, int32_t count) {
@@ -85,63 +80,35 @@ void WriteBuilt(rec::Recording &recording, const std::string &directory) {
     }
 }
 
-ValueModel ModelOf(const rec::RecordingPlan &plan, bool angles, bool join) {
-    return ValueModel{plan.harmonicValues, angles, join, plan.harmonic.phases(),
-                      plan.harmonic.harmonics};
-}
-
-std::vector<ModelRecord> ModelRecords(const rec::RecordingInfo &info, int first, int last,
-                                      const rec::FlagFn &flags, double interval) {
-    std::vector<ModelRecord> out;
-    for (const rec::MemberInfo &m : info.table()) {
-        for (int r = 0; r < m.records; ++r) {
-            const int index = m.firstRecord + r;
-            if (index < first || index > last) continue;
-            const double time = m.firstTime + r * interval;
-            const double t1 = std::floor(time);
-            out.push_back(ModelRecord{index, t1, time - t1, flags ? flags(index) : 0});
-        }
-    }
-    return out;
-}
-
-// Written from the definition, not with the library's own function: the
-// angle difference in float; unjoined, U·I in float times the cosine or
-// sine in double; joined, U / √3 · I and the turned angle in double.
+// From the definition: the angle difference in float; unjoined, U·I in
+// float times the cosine or sine in double; joined, U / √3 · I and the
+// angle turned by 3.1415 / 3, in double.
 float ValueModel::AnglePowerOf(int kind, int n, int set, int p, int x) const {
-    const float u = V(n, set, p, x);
-    const float i = I(n, set, p, x);
+    const float u = V(n, set, p, x), i = I(n, set, p, x);
     const float phi = X(n, 0, p, x) - X(n, 1, p, x);
     if (!join) {
         const float ui = u * i;
-        if (kind == 0) return static_cast<float>(double(ui) * std::cos(double(phi)));
-        if (kind == 1) return static_cast<float>(double(ui) * std::sin(double(phi)));
-        return ui;
+        if (kind == 2) return ui;
+        return static_cast<float>(double(ui) * (kind == 0 ? std::cos(double(phi)) : std::sin(double(phi))));
     }
-    const double scaled = double(u) / std::sqrt(3.0) * double(i);
-    const double angle = double(phi) - 1.0471666666666668;  // 3.1415 / 3
-    if (kind == 0) return static_cast<float>(scaled * std::cos(angle));
-    if (kind == 1) return static_cast<float>(scaled * std::sin(angle));
-    return static_cast<float>(scaled);
+    const double ui = double(u) / std::sqrt(3.0) * double(i);
+    const double angle = double(phi) - 3.1415 / 3;
+    if (kind == 2) return static_cast<float>(ui);
+    return static_cast<float>(ui * (kind == 0 ? std::cos(angle) : std::sin(angle)));
 }
 
 float ValueModel::ArrayAt(bool current, int n, int set, int p, int x) const {
-    const int flat = p * harmonics + x;
-    const int size = phases * harmonics;
+    const int flat = p * harmonics + x, size = phases * harmonics;
     if (flat < size) {
         return current ? I(n, set, flat / harmonics, flat % harmonics)
                        : V(n, set, flat / harmonics, flat % harmonics);
     }
-    auto bits = [](int32_t word) {
-        float f;
-        std::memcpy(&f, &word, sizeof f);
-        return f;
-    };
-    if (flat == size) return bits(phases);
-    if (flat == size + 1) return bits(current ? 2 : harmonics);
-    const int next = flat - size - 2;
-    if (!current) return I(n, set, next / harmonics, next % harmonics);
-    return 0.0f;  // the pairs: not reached by any code at the sizes the tests use
+    const int32_t head = flat == size ? phases : current ? 2 : harmonics;
+    float word;
+    std::memcpy(&word, &head, sizeof word);
+    if (flat <= size + 1) return word;
+    const int next = flat - size - 2;  // a voltage array runs on into the current array
+    return current ? 0.0f : I(n, set, next / harmonics, next % harmonics);
 }
 
 namespace {
@@ -157,29 +124,17 @@ float ValueModel::Trend(int code, int m, int n, int p, int k, int r) const {
     case 1: return v(n, rec::HarmonicField::Scalar, m, 0, 0);
     case 2: return V(n, m, p, k);
     case 3: return I(n, m, p, k);
-    case 4: return v(n, rec::HarmonicField::PhaseValue, m, p, 0);
-    case 5: return v(n, rec::HarmonicField::PhaseValue, m, p, 1);
+    case 4: return A(n, m, p);
+    case 5: return B(n, m, p);
     case 6: return Percent(V(n, 0, p, k), V(n, 0, p, r));
     case 7: return Percent(I(n, 0, p, k), I(n, 0, p, r));
-    case 8:
-    case 9:
-    case 10:
+    case 8: case 9: case 10:
         return angles ? AnglePowerOf(code - 8, n, 0, p, k) : X(n, code - 8, p, k);
-    case 11:
-    case 12:
-    case 13: {
-        const int kind = code - 11;
-        if (angles) {
-            const double value = AnglePowerOf(kind, n, 0, p, k);
-            const double reference = AnglePowerOf(kind, n, 0, p, r);
-            return static_cast<float>(value / (reference + 0.00000001));
-        }
-        return Percent(X(n, kind, p, k), X(n, kind, p, r));
-    }
-    case 14:
-    case 15:
-    case 16:
-    case 17: {
+    case 11: case 12: case 13:
+        if (!angles) return Percent(X(n, code - 11, p, k), X(n, code - 11, p, r));
+        return static_cast<float>(double(AnglePowerOf(code - 11, n, 0, p, k)) /
+                                  (double(AnglePowerOf(code - 11, n, 0, p, r)) + 0.00000001));
+    case 14: case 15: case 16: case 17: {
         const bool current = code >= 16;
         const int highest = code == 14 || code == 16 ? 40 : 50;
         const float fundamental = ArrayAt(current, n, 0, p, 1);
@@ -203,97 +158,203 @@ float ValueModel::Spectrum(int code, int m, int n, int p, int j, int r) const {
     switch (code) {
     case 1: return V(n, m, p, j);
     case 2: return I(n, m, p, j);
-    case 3:
-    case 4:
-    case 5: return angles ? AnglePowerOf(code - 3, n, m, p, j) : X(n, code - 3, p, j);
-    case 6:
-    case 7:
-    case 8: {
-        const int kind = code - 6;
-        if (angles) {
-            const double value = AnglePowerOf(kind, n, 0, p, j);
-            const double reference = AnglePowerOf(kind, n, 0, p, r);
-            return static_cast<float>(value / (reference + 0.00000001));
-        }
-        return percent(X(n, kind, p, j), X(n, kind, p, r));
-    }
+    case 3: case 4: case 5:
+        return angles ? AnglePowerOf(code - 3, n, m, p, j) : X(n, code - 3, p, j);
+    case 6: case 7: case 8:
+        if (!angles) return percent(X(n, code - 6, p, j), X(n, code - 6, p, r));
+        return static_cast<float>(double(AnglePowerOf(code - 6, n, 0, p, j)) /
+                                  (double(AnglePowerOf(code - 6, n, 0, p, r)) + 0.00000001));
     case 9: return percent(V(n, 0, p, j), V(n, 0, p, r));
     case 10: return percent(I(n, 0, p, j), I(n, 0, p, r));
     default: return 0.0f;
     }
 }
 
-std::vector<ModelPoint> GroupModel(const std::vector<ModelRecord> &records, int slots,
-                                   const std::function<float(const ModelRecord &, int)> &value,
-                                   int factor, bool timeOfMinimum, int timeSlot, bool deliverLast) {
-    std::vector<ModelPoint> points;
-    for (size_t start = 0; start < records.size(); start += size_t(factor)) {
-        const size_t end = std::min(records.size(), start + size_t(factor));
-        if (end - start < size_t(factor) && !deliverLast) break;
-        ModelPoint point{};
-        point.min.resize(size_t(slots));
-        point.max.resize(size_t(slots));
-        point.mean.resize(size_t(slots));
-        const ModelRecord *timeRecord = timeOfMinimum ? &records[start] : &records[end - 1];
-        for (int s = 0; s < slots; ++s) {
-            float lo = value(records[start], s), hi = lo, sum = 0.0f;
-            const ModelRecord *lowest = &records[start];
-            for (size_t i = start; i < end; ++i) {
-                const float x = value(records[i], s);
-                if (x < lo) {
-                    lo = x;
-                    lowest = &records[i];
-                }
-                if (x > hi) hi = x;
-                sum += x;
-            }
-            point.min[size_t(s)] = lo;
-            point.max[size_t(s)] = hi;
-            point.mean[size_t(s)] = sum / static_cast<float>(end - start);
-            if (timeOfMinimum && s == timeSlot) timeRecord = lowest;
+std::vector<ModelRecord> ModelRecords(const rec::RecordingInfo &info, int first, int last,
+                                      const rec::FlagFn &flags) {
+    std::vector<ModelRecord> out;
+    for (const rec::MemberInfo &m : info.table()) {
+        for (int r = 0; r < m.records; ++r) {
+            const int index = m.firstRecord + r;
+            if (index < first || index > last) continue;
+            const double time = m.firstTime + r * 1.0, t1 = std::floor(time);
+            out.push_back(ModelRecord{index, t1, time - t1, flags ? flags(index) : 0, m.harmonics});
         }
-        point.flags = 0;
-        for (size_t i = start; i < end; ++i) point.flags |= records[i].flags;
-        point.t1 = timeRecord->t1;
-        point.t2 = timeRecord->t2;
-        points.push_back(point);
-    }
-    return points;
-}
-
-void ExpectFirstCurve(const Guarded<double> &times, const Guarded<trova_long> &flagWords,
-                      size_t stride, const CurveResult &curve) {
-    for (size_t i = 0; i < stride; ++i) {
-        if (i < curve.size()) {
-            EXPECT_EQ(times[i], curve.t1[i]);
-            EXPECT_EQ(times[stride + i], curve.t2[i]);
-            EXPECT_EQ(flagWords[i], static_cast<trova_long>(curve.flags[i]));
-        } else {
-            EXPECT_EQ(times[i], -1.0);
-            EXPECT_EQ(flagWords[i], -1);
-        }
-    }
-}
-
-CurveResult CurveOf(int samples, int points, const std::vector<CurveStep> &series) {
-    CInterleaveCurve curve;
-    curve.Init(samples, points);
-    for (const CurveStep &s : series) {
-        if (s.flush) {
-            curve.Flush();
-        } else {
-            curve.Add(s.t1, s.t2, s.value, s.flags);
-        }
-    }
-    curve.Flush();
-    CurveResult out;
-    for (int i = 0; i < curve.GetCount(); ++i) {
-        out.values.push_back(curve.GetValue(i));
-        out.t1.push_back(curve.GetTime1(i));
-        out.t2.push_back(curve.GetTime2(i));
-        out.flags.push_back(curve.GetFlags(i));
     }
     return out;
+}
+
+float *Call::Slot(int kind, int p, int j) {
+    if (Spectrum()) return out[Curves() ? p : 3 * p + kind].data() + size_t(j) * 100;
+    return out[kind].data() + size_t(p) * Stride();
+}
+
+std::string Call::Name() const {
+    return "reader " + std::to_string(int(reader)) + " code " + std::to_string(quantity) +
+           " MinMax " + std::to_string(minMax) + " Join " + std::to_string(join);
+}
+
+Call Call::Blank() const {
+    Call blank = *this;
+    const size_t n = Stride();
+    const int arrays = Spectrum() ? (Curves() ? 4 : 12) : (Curves() ? 1 : 3);
+    for (int a = 0; a < 12; ++a) {
+        blank.out[a].assign(a < arrays ? (Spectrum() ? size_t(rows) * 100 : 4 * n) + 1 : 0, kUntouched);
+    }
+    blank.times.assign(2 * n + 1, -1.0);
+    blank.flagWords.assign(n + 1, -1);
+    blank.factor = blank.status = blank.harmCount = -1;
+    blank.result = 0;
+    return blank;
+}
+
+Call &Call::Run(const std::string &path) {
+    *this = Blank();
+    char label[] = "Harmonics", button[] = "Stop";
+    std::string file = path;
+    trova_long n = points;
+    float *o[12];
+    for (int a = 0; a < 12; ++a) o[a] = out[a].data();
+    double *t = times.data();
+    trova_long *f = flagWords.data();
+    switch (reader) {
+    case Reader::kXt1:
+    case Reader::kXt2:
+        result = (reader == Reader::kXt1 ? Reader_FFT_XT1 : Reader_FFT_XT2)(
+            quantity, minMax, tStart, tStop, label, file.data(), &n, o[0], o[1], o[2], t, f,
+            harmonic, &factor, button, firstHarmonic, join, &status);
+        break;
+    case Reader::kXt3:
+        result = Reader_FFT_XT3(quantity, minMax, tStart, tStop, label, file.data(), &n, o[0], t,
+                                f, harmonic, &factor, button, firstHarmonic, join, &status);
+        break;
+    case Reader::kAll1:
+    case Reader::kAll2:
+        result = (reader == Reader::kAll1 ? Reader_FFT_ALL_Harmonics_XT1
+                                          : Reader_FFT_ALL_Harmonics_XT2)(
+            quantity, minMax, tStart, tStop, label, file.data(), o[0], o[1], o[2], o[3], o[4],
+            o[5], o[6], o[7], o[8], o[9], o[10], o[11], t, f, &factor, button, firstHarmonic,
+            join, &status, &harmCount);
+        break;
+    case Reader::kAll3:
+        result = Reader_FFT_ALL_Harmonics_XT3(quantity, minMax, tStart, tStop, label, file.data(),
+                                              o[0], o[1], o[2], o[3], t, f, &factor, button,
+                                              firstHarmonic, join, &status, &harmCount);
+        break;
+    }
+    return *this;
+}
+
+void Predict(Call &want, const rec::RecordingPlan &plan, const std::vector<ModelRecord> &records,
+             const Expect &e) {
+    const bool first = want.First(), trend = !want.Spectrum();
+    const ValueModel model{plan.harmonicValues, first, first && want.join != 0,
+                           plan.harmonic.phases(), plan.harmonic.harmonics};
+    const int phases = trend && e.c.code == 1 ? 1 : model.phases;
+    auto value = [&](const ModelRecord &r, int p, int j) {
+        return trend ? model.Trend(e.c.code, e.c.m, r.index, p, want.harmonic, want.firstHarmonic)
+                     : model.Spectrum(e.c.code, e.c.m, r.index, p, j, want.firstHarmonic);
+    };
+    auto positions = [&](const ModelRecord &r) { return trend ? 1 : r.positions; };
+    want.status = e.c.status;
+    want.factor = e.factor;
+    want.harmCount = e.harmCount;
+    if (want.Curves()) {
+        int most = 0;
+        for (const ModelRecord &r : records) most = std::max(most, positions(r));
+        for (int p = 0; p < phases; ++p) {
+            for (int j = 0; j < most; ++j) {
+                CInterleaveCurve curve;
+                curve.Init(e.group, int(want.Stride()));
+                for (const ModelRecord &r : records) {
+                    if (j >= positions(r)) continue;
+                    if (r.outside && trend && e.c.code != 1) {
+                        curve.Flush();
+                    } else {
+                        curve.Add(r.t1, r.t2, value(r, p, j), uint32_t(r.flags));
+                    }
+                }
+                curve.Flush();
+                for (int i = 0; i < curve.GetCount(); ++i) want.Slot(0, p, j)[i] = curve.GetValue(i);
+                if (p != 0 || j != 0) continue;
+                want.result = curve.GetCount();
+                for (int i = 0; i < curve.GetCount(); ++i) {
+                    want.times[size_t(i)] = curve.GetTime1(i);
+                    want.times[want.Stride() + size_t(i)] = curve.GetTime2(i);
+                    want.flagWords[size_t(i)] = trova_long(curve.GetFlags(i));
+                }
+            }
+        }
+        return;
+    }
+    // Groups of e.group records; the reader of a twin pair named first takes
+    // a point's time from the earliest smallest phase-0 value at position k
+    // (spectrum: FirstHarmonic) and drops an incomplete last group.
+    const int timePosition = trend ? 0 : want.firstHarmonic;
+    const size_t size = size_t(e.group);
+    int point = 0;
+    for (size_t start = 0; start < records.size(); start += size, ++point) {
+        const size_t end = std::min(records.size(), start + size);
+        if (end - start < size && first) break;
+        const ModelRecord *timed = first ? &records[start] : &records[end - 1];
+        int32_t flags = 0;
+        for (size_t i = start; i < end; ++i) flags |= records[i].flags;
+        for (int p = 0; p < phases; ++p) {
+            for (int j = 0; j < positions(records[end - 1]); ++j) {
+                float lo = value(records[start], p, j), hi = lo, sum = lo;
+                const ModelRecord *lowest = &records[start];
+                for (size_t i = start + 1; i < end; ++i) {
+                    const float x = value(records[i], p, j);
+                    if (x < lo) lo = x, lowest = &records[i];
+                    hi = std::max(hi, x);
+                    sum += x;
+                }
+                want.Slot(0, p, j)[point] = lo;
+                want.Slot(1, p, j)[point] = hi;
+                want.Slot(2, p, j)[point] = sum / float(end - start);
+                if (first && p == 0 && j == timePosition) timed = lowest;
+            }
+        }
+        want.times[size_t(point)] = timed->t1;
+        want.times[want.Stride() + size_t(point)] = timed->t2;
+        want.flagWords[size_t(point)] = flags;
+    }
+    want.result = first ? point - 1 : point;
+}
+
+namespace {
+
+template <class T>
+void ExpectSameArray(const std::vector<T> &got, const std::vector<T> &want, const std::string &what) {
+    ASSERT_EQ(got.size(), want.size()) << what;
+    for (size_t i = 0; i < got.size(); ++i) {
+        if (std::memcmp(&got[i], &want[i], sizeof(T)) != 0) {
+            ADD_FAILURE() << what << "[" << i << "] is " << got[i] << ", expected " << want[i];
+            return;
+        }
+    }
+}
+
+}  // namespace
+
+void ExpectSame(const Call &got, const Call &want) {
+    for (int a = 0; a < 12; ++a) ExpectSameArray(got.out[a], want.out[a], "array " + std::to_string(a));
+    ExpectSameArray(got.times, want.times, "times");
+    ExpectSameArray(got.flagWords, want.flagWords, "flag words");
+    EXPECT_EQ(got.result, want.result);
+    EXPECT_EQ(got.status, want.status);
+    EXPECT_EQ(got.factor, want.factor);
+    EXPECT_EQ(got.harmCount, want.harmCount);
+}
+
+Call Check(const Call &call, const std::string &path, const rec::RecordingPlan &plan,
+           const std::vector<ModelRecord> &records, const Expect &e) {
+    Call got = call;
+    got.Run(path);
+    Call want = call.Blank();
+    Predict(want, plan, records, e);
+    ExpectSame(got, want);
+    return want;
 }
 
 }  // namespace trova::testing

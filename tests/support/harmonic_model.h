@@ -1,11 +1,10 @@
-// A model of the harmonic trend readers for the end-to-end tests: the
-// records of a window as the writer made them, each code's value from the
-// values the writer was given (written from the code tables, step by step
-// in the precision each step must have), and the grouping into points.
+// A model of the harmonic readers for the end-to-end tests: each code's
+// value from the values given to the recording writer (step by step in the
+// precision each step must have), the grouping and the curves, and a call
+// harness for the six harmonic trend exports.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,165 +13,112 @@
 
 namespace trova::testing {
 
-// What the tests fill the caller's arrays with: a reader must leave every
-// element it does not deliver, and the guard element after each array, as is.
+// What the tests fill output arrays with: an element not delivered stays so.
 constexpr float kUntouched = -12345.0f;
 
-// A float's bits: outputs are compared bit for bit (0.0 and -0.0 differ).
-uint32_t Bits(float value);
+uint32_t Bits(float value);  // outputs are compared bit for bit
 
-// An output array of `size` elements and one guard element after them.
-template <class T>
-class Guarded {
-public:
-    void Reset(size_t size, T fill) { data_.assign(size + 1, fill), guard_ = fill; }
-    T *data() { return data_.data(); }
-    const T &operator[](size_t i) const { return data_[i]; }
-    bool GuardIntact() const { return !data_.empty() && data_.back() == guard_; }
-
-private:
-    std::vector<T> data_;
-    T guard_{};
-};
-
-// A harmonic recording of files with these record counts: seeded values in
-// 0.5 .. 250, every `flagPeriod`-th record flagged with `flagWord`.
+// Seeded values in 0.5 .. 250, every `flagPeriod`-th record flagged.
 rec::RecordingPlan HarmonicPlan(int channelCode, int harmonics, bool powerBlock,
                                 const std::vector<int> &files, uint64_t seed, int flagPeriod,
                                 int32_t flagWord);
-
-struct ModelRecord {
-    int index;  // recording-wide, as the writer numbers records
-    double t1, t2;
-    int32_t flags;
-};
-
-// Records first..last (recording-wide indexes) of the writer's table, with
-// the plan's flags. Times advance by `interval` within a file.
-std::vector<ModelRecord> ModelRecords(const rec::RecordingInfo &info, int first, int last,
-                                      const rec::FlagFn &flags, double interval = 1.0);
+// HarmonicPlan with values that reach the edge cases: scalars of five levels
+// (ties), voltage 0 at position 1 of value set 0 in every fifth record; the
+// stem names channel code and block, the second file starts 20 s late.
+rec::RecordingPlan EdgePlan(int channelCode, int harmonics, bool powerBlock,
+                            const std::vector<int> &files);
+// Gives file f of the plan harmonic count counts[f].
+void SetHarmonicCounts(rec::RecordingPlan &plan, const std::vector<int> &counts);
 
 struct ValueModel {
     rec::HarmonicValueFn v;
     bool angles;  // the power block holds angles (else stored powers)
     bool join;
-    int phases;     // P and H of the file (the distortion codes read past
-    int harmonics;  // the end of a phase's array)
-    // Stored spectrum percentages (Reader_FFT_Table2): a zero reference
-    // leaves the value as read.
-    bool keepsUnscaled = false;
+    int phases, harmonics;
+    bool keepsUnscaled = false;  // a zero reference leaves a stored percentage as read
 
     float V(int n, int set, int p, int x) const { return v(n, rec::HarmonicField::Voltage, set, p, x); }
     float I(int n, int set, int p, int x) const { return v(n, rec::HarmonicField::Current, set, p, x); }
     float X(int n, int array, int p, int x) const { return v(n, rec::HarmonicField::Power, array, p, x); }
     float A(int n, int set, int p) const { return v(n, rec::HarmonicField::PhaseValue, set, p, 0); }
     float B(int n, int set, int p) const { return v(n, rec::HarmonicField::PhaseValue, set, p, 1); }
-    // Active (0), reactive (1) or apparent (2) power from value set `set` and the angles.
     float AnglePowerOf(int kind, int n, int set, int p, int x) const;
-
-    // Position x of phase p of a voltage (current = false) or current
-    // array, also beyond H: into the next phase, and past the last phase
-    // into the 8-byte head the writer puts after the array (P, then H for a
-    // voltage array and 2 for a current array), then the next array.
+    // Position x of phase p of a voltage or current array, also past H:
+    // into the next phase, then the 8-byte head after the array.
     float ArrayAt(bool current, int n, int set, int p, int x) const;
-
-    // Trend codes 1..17 after correction, selector m, positions k and r.
-    float Trend(int code, int m, int n, int p, int k, int r) const;
-    // Spectrum codes 1..10 after correction, selector m, position j, reference r.
-    float Spectrum(int code, int m, int n, int p, int j, int r) const;
+    float Trend(int code, int m, int n, int p, int k, int r) const;     // codes 1..17
+    float Spectrum(int code, int m, int n, int p, int j, int r) const;  // codes 1..10
 };
 
-// One case of a twin pair's every-code test: the reader (1 or 2), the
-// code, the MinMax argument and Join.
-struct Corrected;
-struct CodeCase {
-    int reader, quantity, minMax, join;
-    std::string Name() const;
-    // With a nonzero MinMax every code stands, with value set 0 and status
-    // 0; with MinMax 0 the reader corrects code c as withMinMaxZero[c] says.
-    Corrected CorrectedBy(const Corrected *withMinMaxZero) const;
-};
-// Both readers, codes 1 to lastCode with both MinMax arguments, and the
-// power codes firstPower to lastPower with Join 1 as well.
-std::vector<CodeCase> EveryCodeCase(int lastCode, int firstPower, int lastPower);
-
-// The arguments the harmonic trend readers share, as a test sets them.
-struct HarmonicArgs {
-    int reader = 1;  // the first or the second of a twin pair
-    int quantity = 2;
-    int minMax = 1;  // the argument: nonzero reads value set 0
-    double tStart = -1.0, tStop = -1.0;
-    int firstHarmonic = 1, join = 0;
-
-    void Take(const CodeCase &code) {
-        reader = code.reader;
-        quantity = code.quantity;
-        minMax = code.minMax;
-        join = code.join;
-    }
-};
-
-// What a reader makes of a code and its MinMax argument: the corrected
-// code, the value-set selector and the status.
+// A code as a reader corrects it: the code, the value-set selector, the status.
 struct Corrected {
     int code, m, status;
 };
-
-// What the readers make of each code with MinMax argument 0 (value set 1):
-// the trend family (FFT_XT, codes 0 to 17) and the spectrum family
-// (FFT_ALL, codes 0 to 10).
+// The corrections with MinMax argument 0, by code: trend family (0..17),
+// spectrum family (0..10). A nonzero MinMax leaves every code as it is.
 extern const Corrected kTrendWithMinMaxZero[18];
 extern const Corrected kSpectrumWithMinMaxZero[11];
+// A code of a family whose codes end at lastCode, with a power block.
+Corrected Correct(const Corrected *withMinMaxZero, int lastCode, int quantity, int minMax);
 
-// Gives file f of the plan (in the order added) harmonic count counts[f].
-void SetHarmonicCounts(rec::RecordingPlan &plan, const std::vector<int> &counts);
-// Makes file `file`'s header claim `count` harmonics (the int32 at offset
-// 40 of its first record), whatever its records hold.
+// Makes file `file`'s header claim `count` harmonics, whatever its records hold.
 void ClaimHarmonicCount(rec::Recording &recording, size_t file, int32_t count);
-// Writes a recording built in memory (and perhaps damaged) into `directory`.
 void WriteBuilt(rec::Recording &recording, const std::string &directory);
 
-// The model of `plan`'s values (its format's P and H).
-ValueModel ModelOf(const rec::RecordingPlan &plan, bool angles, bool join);
-
-struct ModelPoint {
+struct ModelRecord {
+    int index;  // recording-wide
     double t1, t2;
     int32_t flags;
-    std::vector<float> min, max, mean;  // per slot
+    int positions;         // the positions a spectrum reader walks: the file's H
+    bool outside = false;  // beyond the time bounds of Reader_FFT_XT3
+};
+std::vector<ModelRecord> ModelRecords(const rec::RecordingInfo &info, int first, int last,
+                                      const rec::FlagFn &flags);
+
+enum class Reader { kXt1, kXt2, kXt3, kAll1, kAll2, kAll3 };
+
+// One call of a harmonic trend export: its arguments, then its outputs.
+struct Call {
+    explicit Call(Reader r, int q = 2, int m = 1) : reader(r), quantity(q), minMax(m) {}
+    Reader reader;
+    int quantity, minMax;
+    double tStart = -1.0, tStop = -1.0;
+    int harmonic = 3, firstHarmonic = 1, join = 0;
+    int points = 16;  // FFT_XT readers: N
+    int rows = 1;     // FFT_ALL readers: positions each array holds
+
+    // Each with one guard element at the end.
+    std::vector<float> out[12];
+    std::vector<double> times;
+    std::vector<trova_long> flagWords;
+    trova_long factor = -1, status = -1, harmCount = -1;
+    int result = 0;
+
+    bool Spectrum() const { return reader >= Reader::kAll1; }
+    bool Curves() const { return reader == Reader::kXt3 || reader == Reader::kAll3; }
+    bool First() const { return reader == Reader::kXt1 || reader == Reader::kAll1; }
+    size_t Stride() const { return Spectrum() ? 100 : points > 0 ? size_t(points) : 0; }
+    // Points of output `kind` (minimum, maximum, mean; curves: 0), phase p, position j.
+    float *Slot(int kind, int p, int j);
+    std::string Name() const;
+    Call Blank() const;  // the same arguments, outputs as before the call
+    Call &Run(const std::string &path);
 };
 
-// Groups records of `factor`; `value(record, slot)` for slots 0..slots-1.
-// timeOfMinimum: a point's time is that of the earliest record with the
-// smallest value in `timeSlot`; otherwise its last record's. deliverLast:
-// the incomplete last group is a point too.
-std::vector<ModelPoint> GroupModel(const std::vector<ModelRecord> &records, int slots,
-                                   const std::function<float(const ModelRecord &, int)> &value,
-                                   int factor, bool timeOfMinimum, int timeSlot, bool deliverLast);
-
-// One sample of a decimated series, or (flush) a record that closes the
-// bin under way instead of entering it.
-struct CurveStep {
-    double t1, t2;
-    float value;
-    uint32_t flags;
-    bool flush;
+// What a call must give besides the values: the corrected code, the status,
+// the factor it reports, records per point (curves: samples), HarmCount.
+struct Expect {
+    Corrected c;
+    int factor, group;
+    trova_long harmCount = -1;
 };
 
-struct CurveResult {
-    std::vector<float> values;
-    std::vector<double> t1, t2;
-    std::vector<uint32_t> flags;
-    size_t size() const { return values.size(); }
-};
-
-// Expects the time terms and flag words of curve (0, 0) at times[i],
-// times[stride + i] and flagWords[i], and the guard values after them up to
-// `stride`.
-void ExpectFirstCurve(const Guarded<double> &times, const Guarded<trova_long> &flagWords,
-                      size_t stride, const CurveResult &curve);
-
-// What an interleave curve (tested on its own) made ready for `samples`
-// samples and `points` outputs gives for the series.
-CurveResult CurveOf(int samples, int points, const std::vector<CurveStep> &series);
+// Fills `want` with what its reader makes of `records` in `plan`.
+void Predict(Call &want, const rec::RecordingPlan &plan, const std::vector<ModelRecord> &records,
+             const Expect &e);
+void ExpectSame(const Call &got, const Call &want);
+// Runs `call` on `path`, expects the prediction; returns it.
+Call Check(const Call &call, const std::string &path, const rec::RecordingPlan &plan,
+           const std::vector<ModelRecord> &records, const Expect &e);
 
 }  // namespace trova::testing
