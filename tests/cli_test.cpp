@@ -1,5 +1,5 @@
-// The trova command on the demo's sample recording: the decimated trend and
-// the histogram views agree with what the readers deliver.
+// The trova command on the demo's sample recording: the histogram view agrees
+// with what the reader delivers.
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
@@ -26,30 +26,20 @@ std::vector<std::string> RunCli(const std::string &arguments) {
     return lines;
 }
 
-TEST(TrovaCli, DecimatedTrendAndHistogramViews) {
+TEST(TrovaCli, HistogramViewCountsTheUnflaggedRecordsOfEveryChannel) {
     testing::ScratchDir dir;
     const std::string first = RunCli("sample " + dir.file("rec")).at(0);
-    // xt2: a header, a column line with three channels, one row per output.
-    const std::vector<std::string> xt2 = RunCli("xt2 " + first + " --quantity 2 --points 16");
-    int outputs = -1, bin = -1, records = -1, flagged = -1;
-    ASSERT_EQ(sscanf(xt2.at(0).c_str(), "status 0 (ok), %d output(s), bins of %d", &outputs, &bin),
-              2);
-    EXPECT_EQ(std::tuple(bin % 2, xt2.size(), xt2.at(1).find("ch2") != std::string::npos),
-              std::tuple(0, size_t(outputs) + 2, true));
-    // hist: three channels in rows of 15 bins whose counts add up to the unflagged records.
+    // Three channels in rows of 15 bins whose counts add up to the unflagged records.
     const std::vector<std::string> hist = RunCli("hist " + first + " --quantity 2 --rows 7");
+    int records = -1, flagged = -1;
     ASSERT_EQ(sscanf(hist.at(0).c_str(), "status 0 (ok), %d record(s), %d flagged", &records,
                      &flagged), 2);
     long long channels = 0, rows = 0, sum = 0, count = 0;
     for (const std::string &line : hist) {
-        int values = -1;
-        if (sscanf(line.c_str(), "channel %*d: bins from %*s width %*s %d value(s)", &values) == 1) {
-            ++channels;
-            EXPECT_EQ(values, records - flagged) << line;
-        } else if (line.find('|') != std::string::npos) {
-            EXPECT_EQ(sscanf(line.c_str(), " %*f .. %*f %lld", &count), 1) << line;
-            ++rows, sum += count;
-        }
+        channels += line.rfind("channel ", 0) == 0;
+        if (line.find('|') == std::string::npos) continue;
+        EXPECT_EQ(sscanf(line.c_str(), " %*f .. %*f %lld", &count), 1) << line;
+        ++rows, sum += count;
     }
     EXPECT_EQ(std::tuple(channels, rows, sum), std::tuple(3, 21, 3LL * (records - flagged)));
 }

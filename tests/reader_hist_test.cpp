@@ -40,7 +40,8 @@ struct HistCall {
                               start.data(), width.data(), counts.data(), button, &status, hMinMax,
                               hMin, hMax, inRange.data(), total.data(), flagged, &flaggedRecords,
                               &records), 0);
-        EXPECT_EQ(std::tuple(counts[500], inRange[5], total[5]), std::tuple(kGuard, kGuard, kGuard));
+        EXPECT_EQ(std::tuple(counts[500], inRange[5], total[5]),
+                  std::tuple(kGuard, kGuard, kGuard));
         return *this;
     }
 };
@@ -52,10 +53,9 @@ struct Expected {
     trova_long range[5] = {}, total[5] = {}, flaggedRecords = 0, records = 0;
 };
 
-// Bins over the range of `ranged`: 100 of a single-precision width from the
-// least to the greatest value, or with a fixed range 98 from HMin to HMax (a
-// NaN end from channel 0) and the outer two for what lies beyond. The values
-// of `counted` are binned; flagged ones only `withFlagged`.
+// Bins over the range of `ranged`: 100 of a single-precision width from its
+// least value, or 98 from a fixed HMin to HMax (a NaN end from channel 0)
+// and the outer two beyond. `counted` is binned, flagged records on request.
 Expected Model(const Records &ranged, const Records &counted, int channels, bool withFlagged,
                bool fixed = false, double hMin = 0, double hMax = 0) {
     auto valuesOf = [&](const Records &records, int c) {
@@ -94,15 +94,16 @@ void ExpectHistogram(const HistCall &call, const Expected &e, int served = 3, in
                   std::tuple(guard ? kGuardD : known ? e.start[c] : 0.0,
                              guard ? kGuardD : known ? e.width[c] : 0.0)) << c;
     }
-    EXPECT_EQ(std::tuple(call.flaggedRecords, call.records), std::tuple(e.flaggedRecords, e.records));
+    EXPECT_EQ(std::tuple(call.flaggedRecords, call.records),
+              std::tuple(e.flaggedRecords, e.records));
     for (int c = 0; c < 5; ++c) {
         const bool counted = c < e.channels;
         const trova_long none = c < served ? 0 : kGuard;
         EXPECT_EQ(std::tuple(call.inRange[c], call.total[c]),
                   std::tuple(counted ? e.range[c] : none, counted ? e.total[c] : none)) << c;
         for (int b = 0; b < 100; ++b) {
-            EXPECT_EQ(call.counts[size_t(100 * c + b)], counted ? e.counts[size_t(100 * c + b)] : none)
-                << "channel " << c << " bin " << b;
+            const size_t at = size_t(100 * c + b);
+            EXPECT_EQ(call.counts[at], counted ? e.counts[at] : none) << c << " bin " << b;
         }
     }
 }
@@ -123,7 +124,6 @@ TEST_F(ReaderHistTest, TwoPassesRunningCountersAndAWindowWithoutItsStopRecord) {
     EXPECT_EQ(call.Run(PathOf(info, 2)).status, TROVA_READER_OK);
     const Records all = TrendTestRecords(info, 0, 199, 3, 1, 3);
     ExpectHistogram(call, Model(all, all, 3, false));
-    EXPECT_GT(call.counts[0] * call.counts[99], 0);  // the extremes land in bins 0 and 99
     Lines counters;
     for (int n : {50, 100, 150, 200}) {
         counters.push_back("FFlaggedPoints = " + std::to_string((n + 3) / 7));
@@ -144,7 +144,8 @@ TEST_F(ReaderHistTest, CancelInEitherPassAndNoUsableFile) {
     HistCall first;
     EXPECT_EQ(first.Run(PathOf(info, 0)).status, TROVA_READER_CANCELLED);
     ExpectHistogram(first, Model(TrendTestRecords(info, 0, 19, 2, 0, 3), {}, 3, false));
-    EXPECT_EQ(std::tuple(CounterLines(LogLines()), progress_), std::tuple(Lines{}, std::vector{33}));
+    EXPECT_EQ(std::tuple(CounterLines(LogLines()), progress_),
+              std::tuple(Lines{}, std::vector{33}));
     progress_.clear();
     CancelAfterFile(3 + 1);  // pass 2: the whole range, two files counted
     HistCall second;
@@ -166,24 +167,19 @@ TEST_F(ReaderHistTest, CancelInEitherPassAndNoUsableFile) {
 }
 
 TEST_F(ReaderHistTest, FixedRangeBinsOutsideValuesAtTheEnds) {
+    static constexpr float kValues[] = {0.0f, 97.5f, 98.0f, 98.5f, -0.5f, 49.25f, 1.0f, 0.999f};
     rec::RecordingPlan plan = TrendTestPlan(1, 8);
-    plan.trendValues = [](int record, int, int, int channel) {
-        const float kValues[] = {0.0f, 97.5f, 98.0f, 98.5f, -0.5f, 49.25f, 1.0f, 0.999f};
-        return kValues[record % 8] + 10.0f * channel;
-    };
+    plan.trendValues = [](int record, int, int, int c) { return kValues[record % 8] + 10.0f * c; };
     plan.flags = nullptr;
     const rec::RecordingInfo info = Write(plan);
-    Records records(8);
-    for (int r = 0; r < 24; ++r) records[r / 3].values[r % 3] = plan.trendValues(r / 3, 0, 2, r % 3);
+    Records records;
+    for (float v : kValues) records.push_back({0, 0, 0, {v, v + 10.0f, v + 20.0f}});
     HistCall call;
     call.hMinMax = 1, call.hMin = 0.0, call.hMax = 98.0;
     call.Run(PathOf(info, 0));
-    // Width 1 from -1: 0 and 0.999 -> 1, 1 -> 2, 49.25 -> 50, 97.5 -> 98,
-    // 98 -> 99; -0.5 and 98.5 outside, in bins 0 and 99.
-    for (auto [bin, count] : {std::pair{0, 1}, {1, 2}, {2, 1}, {50, 1}, {98, 1}, {99, 2}}) {
-        EXPECT_EQ(call.counts[size_t(bin)], count) << bin;
-    }
-    EXPECT_EQ(std::tuple(call.start[0], call.inRange[0]), std::tuple(-1.0, 6));
+    // Width 1 from -1: 98 -> bin 99 but inside; -0.5 and 98.5 outside, in 0 and 99.
+    EXPECT_EQ(std::tuple(call.start[0], call.counts[0], call.counts[99], call.inRange[0]),
+              std::tuple(-1.0, 1, 2, 6));
     ExpectHistogram(call, Model(records, records, 3, false, true, 0.0, 98.0));
     // A NaN HMin and an infinite HMax become channel 0's extremes for all.
     call.hMin = std::nan(""), call.hMax = kInf;
@@ -192,8 +188,7 @@ TEST_F(ReaderHistTest, FixedRangeBinsOutsideValuesAtTheEnds) {
 }
 
 TEST_F(ReaderHistTest, NonFiniteValuesAndInvertedRangesStayInTheirBins) {
-    // Quantity 2: NaN at 5k (6 records), +inf at 7k + 3 (3, 17, 24), -inf at
-    // 11; quantity 4 (the reference) 0 at 4k + 1 (8 records).
+    // Quantity 2: 6 NaN (5k), 3 +inf (3, 17, 24), -inf at 11; reference 0 at 4k + 1.
     rec::RecordingPlan plan = TrendTestPlan(1, 30);
     plan.trendValues = [](int record, int block, int quantity, int channel) {
         const float inf = std::numeric_limits<float>::infinity();
@@ -205,10 +200,9 @@ TEST_F(ReaderHistTest, NonFiniteValuesAndInvertedRangesStayInTheirBins) {
     plan.flags = nullptr;
     plan.trend.refQuantity = 4;
     const rec::RecordingInfo info = Write(plan);
-    // Observed range: the first NaN is never improved on, no quotient is
-    // usable. Fixed, then inverted: NaN nowhere, below HMin in bin 0, above
-    // HMax in 99. Over the zero references: an infinite width, the finite
-    // values in bin 0, the infinite ones nowhere.
+    // Observed: the first NaN is never improved on, no quotient usable. Fixed,
+    // then inverted: NaN nowhere, below HMin in bin 0, above HMax in 99. Over
+    // zero references: an infinite width, finite values in bin 0, the rest nowhere.
     const double nan = std::nan("");
     const struct { int q; float extRef; int hMinMax; double hMin, hMax, width;
                    trova_long bin0, bin99, inside, total; } cases[] = {
@@ -226,9 +220,8 @@ TEST_F(ReaderHistTest, NonFiniteValuesAndInvertedRangesStayInTheirBins) {
 }
 
 TEST_F(ReaderHistTest, OutputsFollowTheChannelCountAndQuantityKind) {
-    // N, quantity, status, channels counted, zeroed and reported. The third
-    // group of N = 2 lies where block 1 begins; a bad quantity reads quantity
-    // 0, once per block; equal values give width 0.
+    // The third group of N = 2 lies where block 1 begins; a bad quantity reads
+    // quantity 0, once per block; equal values give width 0.
     const struct { int n, q, status, counted, served, reported; bool flat; } cases[] = {
         {1, 2, 0, 1, 1, 1, false}, {2, 2, 0, 3, 3, 2, false}, {4, 2, 0, 4, 4, 4, false},
         {7, 2, 0, 5, 5, 7, false}, {3, 2, 0, 3, 3, 3, true},  {3, -1, 4, 1, 3, 3, false}};

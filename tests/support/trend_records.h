@@ -1,6 +1,5 @@
-// The trend recording the reader tests share, the records a reader should
-// see in it (from the values given to the writer), and a model of the
-// interleave curve's output written apart from the curve.
+// The trend recording the reader tests share, the records a reader should see
+// in it (from the writer's values), and a model of the interleave curve.
 #pragma once
 
 #include <algorithm>
@@ -30,11 +29,7 @@ inline rec::RecordingPlan TrendTestPlan(int files, int perFile, int channels = 3
     return plan;
 }
 
-struct ExpectedRecord {
-    double t1, t2;  // the writer's split of the record time
-    int32_t flags;
-    float values[5];
-};
+struct ExpectedRecord { double t1, t2; int32_t flags; float values[5]; };
 
 // Records [first, last] for quantity q of block k, each value divided in
 // single precision by `divisor`, or by quantity `ref` of its channel.
@@ -58,11 +53,7 @@ inline std::vector<ExpectedRecord> TrendTestRecords(const rec::RecordingInfo &in
     return out;
 }
 
-struct CurveSample {
-    double t1, t2;
-    float value;
-    uint32_t flags;
-};
+struct CurveSample { double t1, t2; float value; uint32_t flags; };
 
 // Bins of `binSize` (1: pass-through up to the capacity); a pair that does
 // not fit the capacity whole is not emitted. The extreme whose last strict
@@ -71,10 +62,7 @@ struct CurveSample {
 inline std::vector<CurveSample> CurveModel(const std::vector<CurveSample> &in, size_t binSize,
                                            size_t capacity) {
     std::vector<CurveSample> out;
-    if (binSize == 1) {
-        out.assign(in.begin(), in.begin() + long(std::min(in.size(), capacity)));
-        return out;
-    }
+    if (binSize == 1) return {in.begin(), in.begin() + long(std::min(in.size(), capacity))};
     for (size_t start = 0; start < in.size() && out.size() + 2 <= capacity; start += binSize) {
         const size_t end = std::min(in.size(), start + binSize);
         float lo = in[start].value, hi = lo;
