@@ -40,7 +40,6 @@ struct ExportCase {
     std::function<int(char *path, trova_long *status)> call;
 };
 
-// The call of an export as an ExportCase holds it.
 #define CALL(...) [=](char *p, trova_long *s) { return __VA_ARGS__; }
 
 std::vector<ExportCase> AllExports() {

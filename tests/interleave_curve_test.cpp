@@ -1,6 +1,5 @@
-// CInterleaveCurve alone: factors, the order and times of a bin's outputs,
-// samples beyond those announced, the debug log. Long series against the
-// model, and small capacities, run through Reader_XT2.
+// CInterleaveCurve alone: factors, a bin's outputs, samples beyond those announced, the
+// debug log. Long series against the model, and small capacities, run through Reader_XT2.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -60,9 +59,8 @@ TEST(InterleaveCurve, BinOutputsOrderTimesAndFlags) {
         EXPECT_EQ(std::pair(std::get<2>(got[0]), std::get<2>(got[1])), std::pair(c.first, c.second))
             << c.in[1];
     }
-    // Bins of 6 over 15 samples: the first output of a bin has the midpoint
-    // of the first terms and the bin's starting second term; a bin starts
-    // where the previous one's output ended. Flag words stay with their bin.
+    // Bins of 6: a bin starts where the previous output ended; its first output has the
+    // midpoint of the first terms and the starting second term. Flags stay in their bin.
     Samples s;
     for (int i = 0; i < 15; ++i) s.push_back({1000.0 + i, 0.25 * (i % 3), float(i % 4), 0});
     s[4].flags = 4, s[6].flags = 1, s[11].flags = 8;

@@ -118,23 +118,26 @@ Lines CounterLines(Lines log) {
 using ReaderHistTest = testing::ReaderTest;
 
 TEST_F(ReaderHistTest, TwoPassesRunningCountersAndAWindowWithoutItsStopRecord) {
-    const rec::RecordingInfo info = Write(TrendTestPlan(4, 50));
+    const rec::RecordingInfo info = Write(TrendTestPlan(20, 10));
     HistCall call;
     call.quantity = 3, call.minMax = 1;
     EXPECT_EQ(call.Run(PathOf(info, 2)).status, TROVA_READER_OK);
     const Records all = TrendTestRecords(info, 0, 199, 3, 1, 3);
     ExpectHistogram(call, Model(all, all, 3, false));
     Lines counters;
-    for (int n : {50, 100, 150, 200}) {
-        counters.push_back("FFlaggedPoints = " + std::to_string((n + 3) / 7));
+    for (int n = 10; n <= 200; n += 10) {
+        counters.push_back("FFlaggedPoints = " + std::to_string((n + 6) / 7));
         counters.push_back("FTotalPoints   = " + std::to_string(n));
     }
     EXPECT_EQ(CounterLines(LogLines()), counters);
-    EXPECT_EQ(progress_, (std::vector<int>{25, 50, 75, 100, 125, 150, 175, 200}));
-    // Records 10 .. 84 (the record at TStop left out), flagged ones binned too.
+    // Steps of 5 posted above 10, on one meter for both passes.
+    EXPECT_EQ(progress_, (std::vector<int>{15, 30, 45, 60, 75, 90, 105, 120, 135, 150, 165, 180,
+                                           195}));
+    // Records 10 .. 100: the record at TStop, holding the least value, is
+    // left out in both passes; flagged records binned too.
     call.flagged = 1;
-    call.tStart = info.table()[0].firstTime + 10.0, call.tStop = info.table()[1].firstTime + 35.0;
-    const Records window = TrendTestRecords(info, 10, 84, 3, 1, 3);
+    call.tStart = info.table()[0].firstTime + 10.0, call.tStop = info.table()[10].firstTime + 1.0;
+    const Records window = TrendTestRecords(info, 10, 100, 3, 1, 3);
     ExpectHistogram(call.Run(PathOf(info, 0)), Model(window, window, 3, true));
 }
 
@@ -181,10 +184,12 @@ TEST_F(ReaderHistTest, FixedRangeBinsOutsideValuesAtTheEnds) {
     EXPECT_EQ(std::tuple(call.start[0], call.counts[0], call.counts[99], call.inRange[0]),
               std::tuple(-1.0, 1, 2, 6));
     ExpectHistogram(call, Model(records, records, 3, false, true, 0.0, 98.0));
-    // A NaN HMin and an infinite HMax become channel 0's extremes for all.
-    call.hMin = std::nan(""), call.hMax = kInf;
-    EXPECT_EQ(call.Run(PathOf(info, 0)).width[2], (98.5 + 0.5) / 98.0);
-    ExpectHistogram(call, Model(records, records, 3, false, true, -0.5, 98.5));
+    // Ends not finite become channel 0's extremes, for all channels.
+    for (auto [lo, hi] : {std::pair{std::nan(""), kInf}, {-kInf, std::nan("")}}) {
+        call.hMin = lo, call.hMax = hi;
+        EXPECT_EQ(call.Run(PathOf(info, 0)).width[2], (98.5 + 0.5) / 98.0);
+        ExpectHistogram(call, Model(records, records, 3, false, true, -0.5, 98.5));
+    }
 }
 
 TEST_F(ReaderHistTest, NonFiniteValuesAndInvertedRangesStayInTheirBins) {
@@ -200,9 +205,8 @@ TEST_F(ReaderHistTest, NonFiniteValuesAndInvertedRangesStayInTheirBins) {
     plan.flags = nullptr;
     plan.trend.refQuantity = 4;
     const rec::RecordingInfo info = Write(plan);
-    // Observed: the first NaN is never improved on, no quotient usable. Fixed,
-    // then inverted: NaN nowhere, below HMin in bin 0, above HMax in 99. Over
-    // zero references: an infinite width, finite values in bin 0, the rest nowhere.
+    // Observed: the first NaN stays the range. Fixed, inverted: NaN nowhere, below HMin
+    // in bin 0, above HMax in 99. Zero references: infinite width, finite values in 0.
     const double nan = std::nan("");
     const struct { int q; float extRef; int hMinMax; double hMin, hMax, width;
                    trova_long bin0, bin99, inside, total; } cases[] = {

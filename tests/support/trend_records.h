@@ -13,18 +13,18 @@ namespace trova::testing {
 
 // Differs by record, block, quantity and channel; not monotonic in time.
 inline float TrendTestValue(int record, int block, int quantity, int channel) {
-    return float((record * 37) % 101) * 0.25f + 1000.0f * block + 100.0f * quantity +
+    return float((record * 37) % 101) * 0.37f + 1000.0f * block + 100.0f * quantity +
            10.0f * channel + 0.125f;
 }
 
 // N = 3, three blocks, S = 2, P = 3; a 30 s gap before the third file; every
-// 7th record (index 3 mod 7) flagged with 4.
+// 7th record flagged with 4, from record 0 (which holds the least value).
 inline rec::RecordingPlan TrendTestPlan(int files, int perFile, int channels = 3) {
     rec::RecordingPlan plan;
     plan.trend.channels = channels;
     plan.trend.perChannel = 3;
     plan.trendValues = TrendTestValue;
-    plan.flags = rec::everyKth(7, 4, 3);
+    plan.flags = rec::everyKth(7, 4);
     for (int f = 0; f < files; ++f) plan.add(perFile, f == 2 ? 30.0 : 0.0);
     return plan;
 }
@@ -41,7 +41,7 @@ inline std::vector<ExpectedRecord> TrendTestRecords(const rec::RecordingInfo &in
         for (int r = 0; r < m.records; ++r) {
             const int i = m.firstRecord + r;
             if (i < first || i > last) continue;
-            ExpectedRecord e{std::floor(m.firstTime + r), 0.0, i % 7 == 3 ? 4 : 0, {}};
+            ExpectedRecord e{std::floor(m.firstTime + r), 0.0, i % 7 == 0 ? 4 : 0, {}};
             e.t2 = m.firstTime + r - e.t1;
             for (int c = 0; c < channels; ++c) {
                 const float by = ref >= 0 ? TrendTestValue(i, k, ref, c) : divisor;
@@ -55,10 +55,9 @@ inline std::vector<ExpectedRecord> TrendTestRecords(const rec::RecordingInfo &in
 
 struct CurveSample { double t1, t2; float value; uint32_t flags; };
 
-// Bins of `binSize` (1: pass-through up to the capacity); a pair that does
-// not fit the capacity whole is not emitted. The extreme whose last strict
-// improvement came later is second (the first sample counts as a maximum).
-// Later bins start at the previous output's times.
+// Bins of `binSize` (1: pass-through up to the capacity), pairs that fit the capacity
+// whole: the extreme last strictly improved on second (the first sample counts as a
+// maximum). Later bins start at the previous output's times.
 inline std::vector<CurveSample> CurveModel(const std::vector<CurveSample> &in, size_t binSize,
                                            size_t capacity) {
     std::vector<CurveSample> out;
