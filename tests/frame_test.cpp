@@ -5,320 +5,141 @@
 #include <dlfcn.h>
 
 #include <functional>
-#include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "frame/dialog.h"
 #include "frame/log.h"
 #include "platform/posix/dialog_probe.h"
-#include "recording_writer.h"
 #include "support/test_support.h"
 
 namespace trova {
 namespace {
 
-using testing::ReaderTest;
-using testing::ScratchDir;
+using Lines = std::vector<std::string>;
+using FrameTest = testing::ReaderTest;
 
-class FrameLog : public ReaderTest {};
-
-TEST_F(FrameLog, LinesFormatsAndCrLf) {
-    LogDouble("TStart   ", 12.5);
-    LogInt("Quantity ", -7);
-    LogString("PathFile ", "/rec/meas.001.dat");
-    LogLine("plain");
+TEST_F(FrameTest, LogLinesCutAt255AndDroppedWhenSwitchedOff) {
     LogLine("");
-    const std::string longValue(400, 'x');
-    LogString("Label    ", longValue.c_str());
-    const std::vector<std::string> lines = LogLines();
-    ASSERT_EQ(lines.size(), 6u);
-    EXPECT_EQ(lines[0], "TStart    = 12.50");
-    EXPECT_EQ(lines[1], "Quantity  = -7");
-    EXPECT_EQ(lines[2], "PathFile  = /rec/meas.001.dat");
-    EXPECT_EQ(lines[3], "plain");
-    EXPECT_EQ(lines[4], "");
-    EXPECT_EQ(lines[5], "Label     = " + std::string(255 - 12, 'x'));  // cut to 255
-}
-
-TEST_F(FrameLog, SwitchedOffOrMissingDirectoryDropsLinesSilently) {
-    TrovaSetLogDirectory(nullptr);
-    LogLine("dropped");
-    TrovaSetLogDirectory("");
-    LogLine("dropped");
+    LogString("Label    ", std::string(400, 'x').c_str());
     const std::string missing = dir_.path() + "/no-such-dir";
-    TrovaSetLogDirectory(missing.c_str());
-    LogLine("dropped");
-    EXPECT_EQ(testing::ReadFileText(missing + "/TrovaDLL.LOG"), "");
+    for (const char *off : {static_cast<const char *>(nullptr), "", missing.c_str()}) {
+        TrovaSetLogDirectory(off);
+        LogLine("dropped");
+    }
     TrovaSetLogDirectory(dir_.path().c_str());
-    EXPECT_TRUE(LogLines().empty());
+    EXPECT_EQ(LogLines(), (Lines{"", "Label     = " + std::string(255 - 12, 'x')}));
 }
 
-// Every export with a path that the check refuses: status 3, the documented
-// result, no dialog, no output touched, the banner and parameter lines.
+// Every export, its result and parameter lines ("PathFile" lines end with
+// the path) for a path the check refuses. Output pointers are null.
 struct ExportCase {
     const char *name;
-    int refusedResult;
-    std::vector<std::string> parameterLines;  // for PathFile "" and defaults below
-    const char *finishLine;
-    std::function<int(char *path, trova_long *status, float *out)> call;
+    int result;
+    Lines lines;
+    std::function<int(char *path, trova_long *status)> call;
 };
 
+#define CALL(...) [=](char *p, trova_long *s) { return __VA_ARGS__; }
+
 std::vector<ExportCase> AllExports() {
-    static char label[] = "Label";
-    static char button[] = "Button";
-    auto asInt = [](trova_long *status) { return reinterpret_cast<int *>(status); };
+    static char l[] = "Label", b[] = "Button";
+    constexpr std::nullptr_t o = nullptr;
+    const Lines w = {"TStart    = -1.00", "TStop     = 2.50", "PathFile  = "};
+    const Lines xt = {"Quantity  = 1", "MinMax    = 0", w[0], w[1], w[2]};
+    const auto plus = [](Lines a, Lines b) { return a.insert(a.end(), b.begin(), b.end()), a; };
+    const auto i = [](trova_long *s) { return reinterpret_cast<int *>(s); };
     return {
-        {"Reader_XT", 0,
-         {"Quantity  = 1", "MinMax    = 0", "TStart    = -1.00", "TStop     = 2.50",
-          "PathFile  = "},
-         "Finish Reader_XT",
-         [=](char *path, trova_long *status, float *out) {
-             int points = 4, factor = 0;
-             return Reader_XT(1, 0, -1.0, 2.5, 0.0f, label, path, &points, out, out, out, nullptr,
-                              nullptr, &factor, button, asInt(status));
-         }},
-        {"Reader_XT2", 0,
-         {"Quantity  = 1", "MinMax    = 0", "TStart    = -1.00", "TStop     = 2.50",
-          "PathFile  = "},
-         "Finish Reader_XT2",
-         [=](char *path, trova_long *status, float *out) {
-             int points = 4, factor = 0;
-             return Reader_XT2(1, 0, -1.0, 2.5, 0.0f, label, path, &points, out, nullptr, nullptr,
-                               &factor, button, asInt(status));
-         }},
+        {"Reader_XT", 0, plus(xt, {"Finish Reader_XT"}),
+         CALL(Reader_XT(1, 0, -1, 2.5, 0, l, p, o, o, o, o, o, o, o, b, i(s)))},
+        {"Reader_XT2", 0, plus(xt, {"Finish Reader_XT2"}),
+         CALL(Reader_XT2(1, 0, -1, 2.5, 0, l, p, o, o, o, o, o, b, i(s)))},
         {"Reader_HIST", 0,
-         {"Quantity  = 1", "MinMax    = 0", "TStart    = -1.00", "TStop     = 2.50",
-          "Label     = Label", "PathFile  = ", "ExtRef    = 230.00", "HMinMax   = 1",
-          "HMin      = 0.00", "HMax      = 98.00", "Flagged   = 0"},
-         nullptr,
-         [=](char *path, trova_long *status, float *) {
-             return Reader_HIST(1, 0, -1.0, 2.5, 230.0f, label, path, nullptr, nullptr, nullptr,
-                                button, status, 1, 0.0, 98.0, nullptr, nullptr, 0, nullptr,
-                                nullptr);
-         }},
-        {"Reader_FFT_XT1", 0, {"TStart    = -1.00", "TStop     = 2.50", "PathFile  = "}, nullptr,
-         [=](char *path, trova_long *status, float *out) {
-             trova_long points = 4, factor = 0;
-             return Reader_FFT_XT1(1, 0, -1.0, 2.5, label, path, &points, out, out, out, nullptr,
-                                   nullptr, 3, &factor, button, 1, 0, status);
-         }},
-        {"Reader_FFT_XT2", 0, {"TStart    = -1.00", "TStop     = 2.50", "PathFile  = "}, nullptr,
-         [=](char *path, trova_long *status, float *out) {
-             trova_long points = 4, factor = 0;
-             return Reader_FFT_XT2(1, 0, -1.0, 2.5, label, path, &points, out, out, out, nullptr,
-                                   nullptr, 3, &factor, button, 1, 0, status);
-         }},
+         {xt[0], xt[1], w[0], w[1], "Label     = Label", w[2], "ExtRef    = 230.00",
+          "HMinMax   = 1", "HMin      = 0.00", "HMax      = 98.00", "Flagged   = 0"},
+         CALL(Reader_HIST(1, 0, -1, 2.5, 230, l, p, o, o, o, b, s, 1, 0, 98, o, o, 0, o, o))},
+        {"Reader_FFT_XT1", 0, w,
+         CALL(Reader_FFT_XT1(1, 0, -1, 2.5, l, p, o, o, o, o, o, o, 3, o, b, 1, 0, s))},
+        {"Reader_FFT_XT2", 0, w,
+         CALL(Reader_FFT_XT2(1, 0, -1, 2.5, l, p, o, o, o, o, o, o, 3, o, b, 1, 0, s))},
         {"Reader_FFT_XT3", 0,
          {"TStart         = -1.00", "TStop          = 2.50", "PathFile       = ",
-          "Quantity       = 1", "MinMax         = 1", "1st Harm       = 1"},
-         "Finish Reader_FFT_XT3",
-         [=](char *path, trova_long *status, float *out) {
-             trova_long points = 4, factor = 0;
-             return Reader_FFT_XT3(1, 0, -1.0, 2.5, label, path, &points, out, nullptr, nullptr, 3,
-                                   &factor, button, 1, 0, status);
-         }},
-        {"Reader_FFT_ALL_Harmonics_XT1", 0,
-         {"TStart    = -1.00", "TStop     = 2.50", "PathFile  = "}, nullptr,
-         [=](char *path, trova_long *status, float *out) {
-             trova_long factor = 0, harm = 0;
-             return Reader_FFT_ALL_Harmonics_XT1(1, 0, -1.0, 2.5, label, path, out, out, out, out,
-                                                 out, out, out, out, out, out, out, out, nullptr,
-                                                 nullptr, &factor, button, 1, 0, status, &harm);
-         }},
-        {"Reader_FFT_ALL_Harmonics_XT2", 0,
-         {"TStart    = -1.00", "TStop     = 2.50", "PathFile  = "}, nullptr,
-         [=](char *path, trova_long *status, float *out) {
-             trova_long factor = 0, harm = 0;
-             return Reader_FFT_ALL_Harmonics_XT2(1, 0, -1.0, 2.5, label, path, out, out, out, out,
-                                                 out, out, out, out, out, out, out, out, nullptr,
-                                                 nullptr, &factor, button, 1, 0, status, &harm);
-         }},
-        {"Reader_FFT_ALL_Harmonics_XT3", 0,
-         {"TStart    = -1.00", "TStop     = 2.50", "PathFile  = ", "Quantity  = 1",
-          "Minmax    = 1"},
-         nullptr,
-         [=](char *path, trova_long *status, float *out) {
-             trova_long factor = 0, harm = 0;
-             return Reader_FFT_ALL_Harmonics_XT3(1, 0, -1.0, 2.5, label, path, out, out, out, out,
-                                                 nullptr, nullptr, &factor, button, 1, 0, status,
-                                                 &harm);
-         }},
-        {"Reader_FFT_HIST1", 1, {"TStart    = -1.00", "TStop     = 2.50", "PathFile  = "}, nullptr,
-         [=](char *path, trova_long *status, float *) {
-             return Reader_FFT_HIST1(1, 0, -1.0, 2.5, label, path, nullptr, nullptr, nullptr, 3,
-                                     button, 1, 0, status);
-         }},
+          "Quantity       = 1", "MinMax         = 1", "1st Harm       = 1",
+          "Finish Reader_FFT_XT3"},
+         CALL(Reader_FFT_XT3(1, 0, -1, 2.5, l, p, o, o, o, o, 3, o, b, 1, 0, s))},
+        {"Reader_FFT_ALL_Harmonics_XT1", 0, w,
+         CALL(Reader_FFT_ALL_Harmonics_XT1(1, 0, -1, 2.5, l, p, o, o, o, o, o, o, o, o, o, o, o,
+                                           o, o, o, o, b, 1, 0, s, o))},
+        {"Reader_FFT_ALL_Harmonics_XT2", 0, w,
+         CALL(Reader_FFT_ALL_Harmonics_XT2(1, 0, -1, 2.5, l, p, o, o, o, o, o, o, o, o, o, o, o,
+                                           o, o, o, o, b, 1, 0, s, o))},
+        {"Reader_FFT_ALL_Harmonics_XT3", 0, plus(w, {"Quantity  = 1", "Minmax    = 1"}),
+         CALL(Reader_FFT_ALL_Harmonics_XT3(1, 0, -1, 2.5, l, p, o, o, o, o, o, o, o, b, 1, 0, s,
+                                           o))},
+        {"Reader_FFT_HIST1", 1, w,
+         CALL(Reader_FFT_HIST1(1, 0, -1, 2.5, l, p, o, o, o, 3, b, 1, 0, s))},
         {"Reader_FFT_HIST2", 1,
-         {"Quantity  = 1", "MinMax    = 1", "TStart    = -1.00", "TStop     = 2.50",
-          "Label     = Label", "PathFile  = ", "Harmonic  = 3", "1.Harm    = 1", "Join      = 1",
-          "HMinMax   = 0", "HMin      = -5.00", "HMax      = 5.00", "Flagged   = 1"},
-         nullptr,
-         [=](char *path, trova_long *status, float *) {
-             return Reader_FFT_HIST2(1, 0, -1.0, 2.5, label, path, nullptr, nullptr, nullptr, 3,
-                                     button, 1, 1, status, 0, -5.0, 5.0, nullptr, nullptr, 1,
-                                     nullptr, nullptr);
-         }},
-        {"Reader_FFT_Table1", 1, {"TStart    = -1.00", "TStop     = 2.50", "PathFile  = "},
-         nullptr,
-         [=](char *path, trova_long *status, float *out) {
-             trova_long harm = 0;
-             return Reader_FFT_Table1(1, 0, -1.0, 2.5, label, path, button, 1, out, out, out, 0.95f,
-                                      0, status, &harm);
-         }},
+         {"Quantity  = 1", "MinMax    = 1", w[0], w[1], "Label     = Label", w[2], "Harmonic  = 3",
+          "1.Harm    = 1", "Join      = 1", "HMinMax   = 0", "HMin      = -5.00",
+          "HMax      = 5.00", "Flagged   = 1"},
+         CALL(Reader_FFT_HIST2(1, 0, -1, 2.5, l, p, o, o, o, 3, b, 1, 1, s, 0, -5, 5, o, o, 1, o,
+                               o))},
+        {"Reader_FFT_Table1", 1, w,
+         CALL(Reader_FFT_Table1(1, 0, -1, 2.5, l, p, b, 1, o, o, o, 0.95f, 0, s, o))},
         {"Reader_FFT_Table2", 1,
-         {"TStart    = -1.00", "TStop     = 2.50", "PathFile  = ", "Quantity  = 1",
-          "MinMax    = 0", "FirstHarmonic  = 1", "Percentil = 1.00", "Flagged   = 0"},
-         nullptr,
-         [=](char *path, trova_long *status, float *out) {
-             trova_long harm = 0, flagged = 0, total = 0;
-             return Reader_FFT_Table2(1, 7, -1.0, 2.5, label, path, button, 1, out, out, out, 1.5f,
-                                      0, status, &harm, 0, &flagged, &total);
-         }},
+         plus(w, {"Quantity  = 1", "MinMax    = 0", "FirstHarmonic  = 1", "Percentil = 1.00",
+                  "Flagged   = 0"}),
+         CALL(Reader_FFT_Table2(1, 7, -1, 2.5, l, p, b, 1, o, o, o, 1.5f, 0, s, o, 0, o, o))},
     };
 }
 
-class FrameExports : public ReaderTest {};
-
-TEST_F(FrameExports, RefusedPathGivesStatusThreeWithoutDialogOnEveryExport) {
-    const std::string missing = dir_.file("missing.001.dat");
+TEST_F(FrameTest, RefusedPathGivesStatusThreeWithoutDialogOnEveryExport) {
     for (const ExportCase &c : AllExports()) {
-        for (const std::string &pathText : {std::string(), missing}) {
-            SCOPED_TRACE(std::string(c.name) + " path '" + pathText + "'");
+        for (std::string path : {std::string(), dir_.file("missing.001.dat")}) {
+            SCOPED_TRACE(std::string(c.name) + " path '" + path + "'");
             ClearLog();
-            const int dialogsBefore = platform::probe::LastDialog().openCount;
-            std::string path = pathText;
+            const int dialogs = platform::probe::LastDialog().openCount;
             trova_long status = -1;
-            float out[64];
-            for (float &v : out) v = -3.0f;
-            const int result = c.call(path.data(), &status, out);
+            EXPECT_EQ(c.call(path.data(), &status), c.result);
             EXPECT_EQ(status, TROVA_READER_NO_FILES);
-            EXPECT_EQ(result, c.refusedResult);
-            EXPECT_EQ(platform::probe::LastDialog().openCount, dialogsBefore);
-            EXPECT_EQ(out[0], -3.0f);
-
-            std::vector<std::string> expected = {
-                "============================================================",
-                std::string("Start ") + c.name, "------------------------------"};
-            for (std::string line : c.parameterLines) {
-                if (line.find("PathFile") == 0) line += pathText;
-                expected.push_back(line);
+            EXPECT_EQ(platform::probe::LastDialog().openCount, dialogs);
+            Lines want = {std::string(60, '='), "Start " + std::string(c.name),
+                          std::string(30, '-')};
+            for (const std::string &line : c.lines) {
+                want.push_back(line + (line.rfind("PathFile", 0) == 0 ? path : ""));
             }
-            if (c.finishLine != nullptr) expected.push_back(c.finishLine);
-            EXPECT_EQ(LogLines(), expected);
+            EXPECT_EQ(LogLines(), want);
         }
     }
 }
 
-TEST_F(FrameExports, ReaderWithoutWorkerClosesTheDialogAndLeavesStatus) {
-    // A reader whose worker this build does not have yet: the dialog opens
-    // and closes at once, and the status stays as the export left it.
-    const std::map<std::string, int32_t> kinds = {
-        {"Reader_XT", kReaderXt},
-        {"Reader_XT2", kReaderXt2},
-        {"Reader_HIST", kReaderHist},
-        {"Reader_FFT_XT1", kReaderFftXt1},
-        {"Reader_FFT_XT2", kReaderFftXt2},
-        {"Reader_FFT_XT3", kReaderFftXt3},
-        {"Reader_FFT_ALL_Harmonics_XT1", kReaderFftAllXt1},
-        {"Reader_FFT_ALL_Harmonics_XT2", kReaderFftAllXt2},
-        {"Reader_FFT_ALL_Harmonics_XT3", kReaderFftAllXt3},
-        {"Reader_FFT_HIST1", kReaderFftHist1},
-        {"Reader_FFT_HIST2", kReaderFftHist2},
-        {"Reader_FFT_Table1", kReaderFftTable1},
-        {"Reader_FFT_Table2", kReaderFftTable2},
-    };
-    rec::RecordingPlan plan;
-    plan.kind = rec::Kind::Harmonic;
-    plan.add(3);
-    const rec::RecordingInfo info = rec::writeRecording(dir_.path(), plan);
-    std::string path = PathOf(info, 0);
-    for (const ExportCase &c : AllExports()) {
-        const std::string name = c.name;
-        if (WorkerFor(kinds.at(name)) != nullptr) continue;
-        SCOPED_TRACE(name);
-        const int dialogsBefore = platform::probe::LastDialog().openCount;
-        trova_long status = -1;
-        float out[64] = {};
-        const int result = c.call(path.data(), &status, out);
-        EXPECT_EQ(platform::probe::LastDialog().openCount, dialogsBefore + 1);
-        EXPECT_FALSE(platform::probe::LastDialog().open);
-        EXPECT_EQ(status, -1);
-        EXPECT_EQ(result, c.refusedResult);
-    }
-}
-
-TEST_F(FrameExports, DialogIsTopmostCentredAndTitled) {
+TEST_F(FrameTest, DialogIsTopmostCentredAndTitled) {
     rec::RecordingPlan plan;
     plan.add(3);
-    const rec::RecordingInfo info = rec::writeRecording(dir_.path(), plan);
-    std::string path = PathOf(info, 0);
-    std::string label(3000, 't');  // longer than the title buffer
-    label.replace(0, 5, "Title");
+    std::string path = PathOf(Write(plan), 0), label = "Title" + std::string(3000, 't');
     char button[] = "Abort";
-    int points = 10, factor = 0, status = -1;
+    int points = 10, factor = 0, status = -1, flags[10];
     float values[50];
     double times[20];
-    int flags[10];
-    Reader_XT(0, 0, -1.0, -1.0, 0.0f, label.data(), path.data(), &points, values, values, values,
-              times, flags, &factor, button, &status);
-    EXPECT_EQ(status, TROVA_READER_OK);
-    const platform::probe::DialogState dialog = platform::probe::LastDialog();
-    EXPECT_EQ(dialog.templateId, 101);
-    EXPECT_EQ(dialog.owner, nullptr);
-    EXPECT_EQ(dialog.title, label.substr(0, 2047));
-    EXPECT_EQ(dialog.buttonText, "Abort");
-    EXPECT_TRUE(dialog.topmost);
-    EXPECT_EQ(dialog.barMin, 0);
-    EXPECT_EQ(dialog.barMax, 100);
-    EXPECT_EQ(dialog.barStep, 10);
-    const int width = dialog.rect.right - dialog.rect.left;
-    const int height = dialog.rect.bottom - dialog.rect.top;
-    EXPECT_GT(width, 0);
-    EXPECT_EQ(dialog.rect.left, (platform::probe::kScreenWidth - width) / 2);
-    EXPECT_EQ(dialog.rect.top, (platform::probe::kScreenHeight - height) / 2);
-}
-
-TEST_F(FrameExports, CancelBeforeTheCallIsClearedWhenTheDialogOpens) {
-    rec::RecordingPlan plan;
-    plan.add(3);
-    plan.add(3);
-    const rec::RecordingInfo info = rec::writeRecording(dir_.path(), plan);
-    std::string path = PathOf(info, 0);
-    // A click that comes after a call's last poll must not cancel the next one.
-    platform::probe::SetPollHook([](int poll, HANDLE event) {
-        if (poll != 1) return;
-        TrovaRequestCancel();
-        for (int i = 0; i < 5000 && !platform::probe::EventIsSignalled(event); ++i) Sleep(1);
-    });
-    int points = 10, factor = 0, status = -1;
-    float values[50];
-    double times[20];
-    int flags[10];
-    char label[] = "l", button[] = "b";
-    Reader_XT(0, 0, -1.0, -1.0, 0.0f, label, path.data(), &points, values, values, values, times,
+    Reader_XT(0, 0, -1, -1, 0, label.data(), path.data(), &points, values, values, values, times,
               flags, &factor, button, &status);
-    EXPECT_EQ(status, TROVA_READER_CANCELLED);  // seen at the last poll
-    platform::probe::SetPollHook(nullptr);
-    Reader_XT(0, 0, -1.0, -1.0, 0.0f, label, path.data(), &points, values, values, values, times,
-              flags, &factor, button, &status);
-    EXPECT_EQ(status, TROVA_READER_OK);
+    const platform::probe::DialogState d = platform::probe::LastDialog();
+    const int width = d.rect.right - d.rect.left, height = d.rect.bottom - d.rect.top;
+    EXPECT_EQ(std::tuple(status, d.templateId, d.owner, d.title, d.buttonText, d.topmost),
+              std::tuple(0, 101, HWND(nullptr), label.substr(0, 2047), "Abort", true));
+    EXPECT_EQ(std::tuple(d.barMin, d.barMax, d.barStep, d.rect.left, d.rect.top, width > 10),
+              std::tuple(0, 100, 10, (platform::probe::kScreenWidth - width) / 2,
+                         (platform::probe::kScreenHeight - height) / 2, true));
 }
 
 TEST(FrameLibrary, SharedLibraryExportsTheReadersAndHostInterfaceOnly) {
     void *library = dlopen(TROVA_SHARED_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(library, nullptr) << dlerror();
-    for (const char *name :
-         {"Reader_XT", "Reader_XT2", "Reader_HIST", "Reader_FFT_XT1", "Reader_FFT_XT2",
-          "Reader_FFT_XT3", "Reader_FFT_ALL_Harmonics_XT1", "Reader_FFT_ALL_Harmonics_XT2",
-          "Reader_FFT_ALL_Harmonics_XT3", "Reader_FFT_HIST1", "Reader_FFT_HIST2",
-          "Reader_FFT_Table1", "Reader_FFT_Table2", "TrovaSetProgressCallback",
-          "TrovaRequestCancel", "TrovaSetCompletionPause", "TrovaSetLogDirectory"}) {
-        EXPECT_NE(dlsym(library, name), nullptr) << name;
-    }
-    // Internals stay hidden.
-    for (const char *name : {"DllMain", "_ZN5trova13Reader_ThreadEPv", "_ZN5trova9FileTableE"}) {
-        EXPECT_EQ(dlsym(library, name), nullptr) << name;
+    for (const ExportCase &c : AllExports()) EXPECT_NE(dlsym(library, c.name), nullptr) << c.name;
+    for (std::string name : {"TrovaSetProgressCallback", "TrovaRequestCancel", "DllMain",
+                             "TrovaSetCompletionPause", "TrovaSetLogDirectory",
+                             "_ZN5trova13Reader_ThreadEPv", "_ZN5trova9FileTableE"}) {
+        EXPECT_EQ(dlsym(library, name.c_str()) != nullptr, name.rfind("Trova", 0) == 0) << name;
     }
     dlclose(library);
 }

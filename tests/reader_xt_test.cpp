@@ -1,437 +1,223 @@
-// Reader_XT end to end: recordings written by the recording writer, the
-// export called as the host calls it, outputs checked against groups
-// computed here from the values the writer was given.
+// Reader_XT and Reader_XT2 end to end against the writer's values; Reader_XT also pins
+// the record reading and status order all three trend readers share.
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cmath>
+#include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "platform/posix/dialog_probe.h"
-#include "recording_writer.h"
 #include "support/test_support.h"
 #include "support/trend_records.h"
 
 namespace trova {
 namespace {
 
-using testing::ReaderTest;
-
+using testing::ExpectedRecord;
+using testing::TrendTestPlan;
+using testing::TrendTestRecords;
 constexpr float kUntouched = -12345.0f;
 
-using testing::ExpectedRecord;
-
-float TestValue(int record, int block, int quantity, int channel) {
-    return testing::TrendTestValue(record, block, quantity, channel);
-}
-
-struct XtCall {
-    int quantity = 0;
-    int minMax = 0;
-    double tStart = -1.0;
-    double tStop = -1.0;
+// Reader_XT or Reader_XT2 (values in `mins`); a guard element behind each array.
+struct TrendCall {
+    bool decimated = false;
+    int quantity = 2, minMax = 0, points = 100;
+    double tStart = -1.0, tStop = -1.0;
     float extRef = 0.0f;
-    int points = 100;
-
-    std::vector<float> minValues, maxValues, meanValues;
+    std::vector<float> mins, maxs, means;
     std::vector<double> times;
-    std::vector<int> flagWords;
-    int factor = -1;
-    int status = -1;
-    int result = -1;
+    std::vector<int> flags;
+    int factor = -1, status = -1, result = -1;
 
-    int Run(const std::string &path) {
-        // One guard element past each array: the reader must never reach it.
-        minValues.assign(5 * size_t(points) + 1, kUntouched);
-        maxValues = minValues;
-        meanValues = minValues;
-        times.assign(2 * size_t(points) + 1, -1.0);
-        flagWords.assign(size_t(points) + 1, -1);
-        char label[] = "Trend";
-        char button[] = "Stop";
-        std::string pathCopy = path;
-        int pointsArg = points;
-        result = Reader_XT(quantity, minMax, tStart, tStop, extRef, label, pathCopy.data(),
-                           &pointsArg, minValues.data(), maxValues.data(), meanValues.data(),
-                           times.data(), flagWords.data(), &factor, button, &status);
-        EXPECT_EQ(minValues.back(), kUntouched);
-        EXPECT_EQ(meanValues.back(), kUntouched);
-        EXPECT_EQ(times.back(), -1.0);
-        EXPECT_EQ(flagWords.back(), -1);
-        return result;
+    TrendCall &Run(std::string path) {
+        const size_t n = size_t(std::max(points, 0));
+        mins.assign(5 * n + 1, kUntouched), maxs = mins, means = mins;
+        times.assign(2 * n + 1, -1.0);
+        flags.assign(n + 1, -1);
+        char label[] = "Trend", button[] = "Stop";
+        int p = points;
+        result = decimated ? Reader_XT2(quantity, minMax, tStart, tStop, extRef, label, path.data(),
+                                        &p, mins.data(), times.data(), flags.data(), &factor,
+                                        button, &status)
+                           : Reader_XT(quantity, minMax, tStart, tStop, extRef, label, path.data(),
+                                       &p, mins.data(), maxs.data(), means.data(), times.data(),
+                                       flags.data(), &factor, button, &status);
+        EXPECT_EQ(std::tuple(mins.back(), maxs.back(), means.back(), times.back(), flags.back()),
+                  std::tuple(kUntouched, kUntouched, kUntouched, -1.0, -1));
+        return *this;
     }
 };
 
-struct ExpectedPoint {
-    double time;
-    int32_t flags;
-    float min[5], max[5], mean[5];
-};
-
-// Groups `records` by `factor`; the last group may be short.
-std::vector<ExpectedPoint> Group(const std::vector<ExpectedRecord> &records, int factor,
-                                 int channels) {
-    std::vector<ExpectedPoint> points;
-    for (size_t start = 0; start < records.size(); start += size_t(factor)) {
-        const size_t end = std::min(records.size(), start + size_t(factor));
-        ExpectedPoint p{};
-        for (int c = 0; c < channels; ++c) {
-            float lo = records[start].values[c], hi = lo, sum = 0.0f;
-            for (size_t i = start; i < end; ++i) {
-                lo = std::min(lo, records[i].values[c]);
-                hi = std::max(hi, records[i].values[c]);
-                sum += records[i].values[c];
+// Groups of f consecutive records (the last may be short) on `channels`
+// channels; the point after them and the other channels untouched.
+void ExpectPoints(const TrendCall &call, const std::vector<ExpectedRecord> &records, size_t f,
+                  int channels) {
+    const size_t n = (records.size() + f - 1) / f, P = size_t(std::max(call.points, 0));
+    ASSERT_EQ(size_t(call.result), n);
+    for (size_t p = 0; p < P && p <= n; ++p) {
+        const size_t begin = p * f, end = std::min(records.size(), begin + f);
+        int32_t flags = p < n ? 0 : -1;
+        for (size_t i = begin; i < end; ++i) flags |= records[i].flags;
+        EXPECT_EQ(call.flags[p], flags) << "point " << p;
+        EXPECT_EQ(call.times[p], p < n ? records[end - 1].t1 : -1.0) << "point " << p;
+        EXPECT_EQ(call.times[P + p], p < n ? records[end - 1].t2 : -1.0) << "point " << p;
+        for (int c = 0; c < 5; ++c) {
+            const bool written = p < n && c < channels;
+            float lo = written ? records[begin].values[c] : kUntouched, hi = lo, sum = 0.0f;
+            for (size_t i = begin; written && i < end; ++i) {
+                const float v = records[i].values[c];
+                lo = std::min(lo, v), hi = std::max(hi, v), sum += v;
             }
-            p.min[c] = lo;
-            p.max[c] = hi;
-            p.mean[c] = sum / static_cast<float>(end - start);
-        }
-        for (size_t i = start; i < end; ++i) p.flags |= records[i].flags;
-        p.time = records[end - 1].time;
-        points.push_back(p);
-    }
-    return points;
-}
-
-class ReaderXtTest : public ReaderTest {
-protected:
-    rec::RecordingPlan Plan(int files, int perFile) const { return testing::TrendTestPlan(files, perFile); }
-
-    std::vector<ExpectedRecord> Records(const rec::RecordingInfo &info, int first, int last, int q,
-                                        int k, int channels, float divisor = 1.0f) const {
-        return testing::TrendTestRecords(info, first, last, q, k, channels, divisor);
-    }
-
-    void ExpectPoints(const XtCall &call, const std::vector<ExpectedPoint> &expected,
-                      int channels) const {
-        ASSERT_EQ(call.result, static_cast<int>(expected.size()));
-        for (size_t p = 0; p < expected.size(); ++p) {
-            SCOPED_TRACE("point " + std::to_string(p));
-            EXPECT_EQ(call.times[p] + call.times[call.points + p], expected[p].time);
-            EXPECT_EQ(call.times[p], std::floor(expected[p].time));
-            EXPECT_EQ(call.flagWords[p], expected[p].flags);
-            for (int c = 0; c < 5; ++c) {
-                const size_t at = size_t(c) * call.points + p;
-                if (c < channels) {
-                    EXPECT_EQ(call.minValues[at], expected[p].min[c]) << "channel " << c;
-                    EXPECT_EQ(call.maxValues[at], expected[p].max[c]) << "channel " << c;
-                    EXPECT_EQ(call.meanValues[at], expected[p].mean[c]) << "channel " << c;
-                } else {
-                    EXPECT_EQ(call.minValues[at], kUntouched) << "channel " << c;
-                }
-            }
-        }
-        // Nothing beyond the points delivered.
-        if (expected.size() < size_t(call.points)) {
-            EXPECT_EQ(call.minValues[expected.size()], kUntouched);
-            EXPECT_EQ(call.flagWords[expected.size()], -1);
+            EXPECT_EQ(std::tuple(call.mins[c * P + p], call.maxs[c * P + p], call.means[c * P + p]),
+                      std::tuple(lo, hi, written ? sum / float(end - begin) : kUntouched))
+                << "point " << p << " channel " << c;
         }
     }
-};
-
-TEST_F(ReaderXtTest, WholeRecordingGroupsAcrossFilesWithShortLastGroup) {
-    const rec::RecordingInfo info = Write(Plan(4, 250));  // 1000 records
-    XtCall call;
-    call.quantity = 3;  // per channel
-    call.minMax = 1;
-    call.points = 400;
-    call.Run(PathOf(info, 2));
-    EXPECT_EQ(call.status, TROVA_READER_OK);
-    EXPECT_EQ(call.factor, 3);
-    ExpectPoints(call, Group(Records(info, 0, 999, 3, 1, 3), 3, 3), 3);
-    EXPECT_EQ(call.result, 334);
-
-    const std::vector<std::string> log = LogLines();
-    const std::vector<std::string> expectedTail = {"Start Reader_Thread", "Interleave Factor = 3",
-                                                   "Samples = 1000", "Points  = 400",
-                                                   "Finish Reader_XT"};
-    std::vector<std::string> tail;
-    for (const std::string &line : log) {
-        if (line.rfind("GetFileInformation", 0) != 0 && line.find(" = ") != 8 &&
-            (tail.size() || line == "Start Reader_Thread")) {
-            tail.push_back(line);
-        }
-    }
-    EXPECT_EQ(tail, expectedTail);
-    // Four files: steps of 25, posted after each file; no final message.
-    EXPECT_EQ(progress_, (std::vector<int>{25, 50, 75, 100}));
 }
 
-TEST_F(ReaderXtTest, WindowReadsTheStopRecordAndFitsThePointsExactly) {
-    const rec::RecordingInfo info = Write(Plan(3, 1000));
-    const double t0 = info.table()[0].firstTime;
-    XtCall call;
-    call.quantity = 2;
-    call.points = 1000;
-    call.tStart = t0 + 500.0;   // record 500
-    call.tStop = info.table()[2].firstTime + 499.0;  // record 2499 is read: 2000 records
-    call.Run(PathOf(info, 0));
-    EXPECT_EQ(call.status, TROVA_READER_OK);
-    EXPECT_EQ(call.factor, 2);
-    ExpectPoints(call, Group(Records(info, 500, 2499, 2, 0, 3), 2, 3), 3);
-    EXPECT_EQ(call.result, 1000);
-    bool samplesLogged = false;
-    for (const std::string &line : LogLines()) samplesLogged |= line == "Samples = 2000";
-    EXPECT_TRUE(samplesLogged);
+using ReaderXtTest = testing::ReaderTest;
 
-    // Fewer records than points: one point per record.
-    XtCall few;
-    few.quantity = 4;
-    few.points = 1000;
-    few.tStop = t0 + 299.0;
-    few.Run(PathOf(info, 0));
-    EXPECT_EQ(few.factor, 1);
-    ExpectPoints(few, Group(Records(info, 0, 299, 4, 0, 3), 1, 3), 3);
-}
-
-TEST_F(ReaderXtTest, ScalarQuantityFillsChannelZeroOnly) {
-    const rec::RecordingInfo info = Write(Plan(2, 30));
-    XtCall call;
-    call.quantity = 1;  // S = 2: a once-per-block quantity
-    call.minMax = 2;
-    call.points = 10;
-    call.Run(PathOf(info, 0));
-    EXPECT_EQ(call.status, TROVA_READER_OK);
-    ExpectPoints(call, Group(Records(info, 0, 59, 1, 2, 1), 6, 1), 1);
-}
-
-TEST_F(ReaderXtTest, NormalisationByExtRefAndReferenceQuantity) {
-    rec::RecordingPlan plan = Plan(1, 20);
-    plan.trend.refQuantity = 4;  // channel quantity 2 of the block
-    const rec::RecordingInfo info = Write(plan);
-    const std::string path = PathOf(info, 0);
-
-    XtCall byExt;
-    byExt.quantity = 3;
-    byExt.extRef = 230.0f;
-    byExt.Run(path);
-    ExpectPoints(byExt, Group(Records(info, 0, 19, 3, 0, 3, 230.0f), 1, 3), 3);
-
-    for (float ignored : {-0.5f, 0.0f, -2.0f}) {
-        XtCall plain;
-        plain.quantity = 3;
-        plain.extRef = ignored;
-        plain.Run(path);
-        ExpectPoints(plain, Group(Records(info, 0, 19, 3, 0, 3), 1, 3), 3);
-    }
-
-    XtCall byRef;
-    byRef.quantity = 3;
-    byRef.minMax = 1;
-    byRef.extRef = -1.0f;
-    byRef.Run(path);
-    std::vector<ExpectedRecord> records = Records(info, 0, 19, 3, 1, 3);
-    for (size_t i = 0; i < records.size(); ++i) {
-        for (int c = 0; c < 3; ++c) records[i].values[c] = TestValue(int(i), 1, 3, c) / TestValue(int(i), 1, 4, c);
-    }
-    ExpectPoints(byRef, Group(records, 1, 3), 3);
-}
-
-TEST_F(ReaderXtTest, WithoutReferenceQuantityNothingIsNormalised) {
-    const rec::RecordingInfo info = Write(Plan(1, 20));  // refQuantity 0
-    for (float extRef : {-1.0f, 230.0f}) {
-        XtCall call;
-        call.quantity = 3;
-        call.extRef = extRef;
+TEST_F(ReaderXtTest, GroupsAcrossFilesAndWindowsLogAndProgress) {
+    // Recording, call (window from t0), then status, factor, samples logged,
+    // the records grouped and the progress posted.
+    const struct { int files, records, q, k; double from, to; int points, cancel, status, factor,
+                   samples, first, last; std::vector<int> progress; } cases[] = {
+        {4, 250, 3, 1, -1, -1, 400, -1, 0, 3, 1000, 0, 999, {25, 50, 75, 100}},  // last group 1
+        {3, 1000, 2, 0, 500, 2529, 999, -1, 0, 3, 2000, 500, 2499, {33, 66, 99}},  // stop read
+        {6, 10, 2, 0, -1, -1, 7, 1, 1, 9, 60, 0, 17, {16, 32}},  // the open group is dropped
+        {20, 2, 2, 0, -1, -1, 100, -1, 0, 1, 40, 0, 39, {15, 30, 45, 60, 75, 90}},
+        {1, 5, 2, 0, -1, -1, 0, -1, 0, 0, 5, 0, -1, {}},  // no room: no file read
+        {1, 5, 2, 0, -1, -1, -3, -1, 0, 0, 5, 0, -1, {}}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE("case " + std::to_string(&c - cases));
+        rec::RecordingPlan plan = TrendTestPlan(c.files, c.records);
+        plan.stem = "c" + std::to_string(&c - cases);
+        const rec::RecordingInfo info = Write(plan);
+        const double t0 = info.table()[0].firstTime;
+        if (c.cancel >= 0) CancelAfterFile(c.cancel);
+        ClearLog(), progress_.clear();
+        TrendCall call;
+        call.quantity = c.q, call.minMax = c.k, call.points = c.points;
+        call.tStart = c.from < 0 ? -1.0 : t0 + c.from, call.tStop = c.to < 0 ? -1.0 : t0 + c.to;
         call.Run(PathOf(info, 0));
-        ExpectPoints(call, Group(Records(info, 0, 19, 3, 0, 3), 1, 3), 3);
+        EXPECT_EQ(std::tuple(call.status, call.factor), std::tuple(c.status, c.factor));
+        ExpectPoints(call, TrendTestRecords(info, c.first, c.last, c.q, c.k, 3),
+                     size_t(std::max(c.factor, 1)), 3);
+        EXPECT_EQ(progress_, c.progress);
+        const std::vector<std::string> log = LogLines();
+        ASSERT_GT(log.size(), 12u);
+        EXPECT_EQ(log[8], "Start Reader_Thread");
+        EXPECT_EQ(std::vector<std::string>(log.end() - 4, log.end()),
+                  (std::vector<std::string>{"Interleave Factor = " + std::to_string(c.factor),
+                                            "Samples = " + std::to_string(c.samples),
+                                            "Points  = " + std::to_string(c.points),
+                                            "Finish Reader_XT"}));
     }
 }
 
-TEST_F(ReaderXtTest, CorrectedArgumentsAndTheirStatusOrder) {
-    rec::RecordingPlan plan = Plan(1, 12);
-    plan.trend.statMask = 0x03;  // two blocks
-    const rec::RecordingInfo info = Write(plan);
-    const std::string path = PathOf(info, 0);
-
-    XtCall badBlock;
-    badBlock.quantity = 2;
-    badBlock.minMax = 3;
-    badBlock.points = 12;
-    badBlock.Run(path);
-    EXPECT_EQ(badBlock.status, TROVA_READER_BAD_MINMAX);
-    ExpectPoints(badBlock, Group(Records(info, 0, 11, 2, 0, 3), 1, 3), 3);
-
-    XtCall badQuantity;
-    badQuantity.quantity = 2 + 3;  // S + P
-    badQuantity.minMax = 1;
-    badQuantity.points = 12;
-    badQuantity.Run(path);
-    EXPECT_EQ(badQuantity.status, TROVA_READER_BAD_QUANTITY);
-    ExpectPoints(badQuantity, Group(Records(info, 0, 11, 0, 1, 1), 1, 1), 1);
-
-    XtCall both;
-    both.quantity = -1;
-    both.minMax = -1;
-    both.Run(path);
-    EXPECT_EQ(both.status, TROVA_READER_BAD_QUANTITY);
+TEST_F(ReaderXtTest, RecordReadingCorrectedArgumentsAndStatusOrder) {
+    // N = 2 reads a third group where block 1 begins (past the record in the
+    // last block: the file is left out); N = 0 has blocks of S floats. `by`:
+    // the divisor expected, 0 for the reference quantity.
+    const struct { int n, mask, ref, q, k; float extRef; int cancel, status, readQ, readK,
+                   channels; float by; int last; } cases[] = {
+        {3, 7, 0, 1, 2, 0, -1, 0, 1, 2, 1, 1, 11},    {0, 7, 0, 2, 0, 0, -1, 0, 0, 1, 1, 1, 11},
+        {2, 7, 0, 2, 0, 0, -1, 0, 2, 0, 3, 1, 11},    {2, 7, 0, 4, 2, 0, -1, 0, 4, 2, 3, 1, -1},
+        {4, 7, 0, 2, 0, 0, -1, 0, 2, 0, 4, 1, 11},    {7, 7, 0, 3, 1, 0, -1, 0, 3, 1, 5, 1, 11},
+        {3, 7, 4, 3, 1, 230, -1, 0, 3, 1, 3, 230, 11}, {3, 7, 4, 3, 1, -1, -1, 0, 3, 1, 3, 0, 11},
+        {3, 7, 4, 3, 1, -0.5, -1, 0, 3, 1, 3, 1, 11}, {3, 7, 4, 3, 1, -2, -1, 0, 3, 1, 3, 1, 11},
+        {3, 7, 0, 3, 1, -1, -1, 0, 3, 1, 3, 1, 11},   {3, 7, 0, 3, 1, 230, -1, 0, 3, 1, 3, 1, 11},
+        {3, 3, 0, 2, 2, 0, -1, 2, 2, 0, 3, 1, 11},    {3, 3, 0, 5, -1, 0, -1, 4, 0, 0, 1, 1, 11},
+        {3, 3, 0, -1, 1, 0, 0, 4, 0, 1, 1, 1, 5},     {3, 3, 0, 3, 2, 0, 0, 2, 3, 0, 3, 1, 5}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE("case " + std::to_string(&c - cases));
+        rec::RecordingPlan plan = TrendTestPlan(2, 6, c.n);
+        plan.trend.statMask = c.mask, plan.trend.refQuantity = c.ref;
+        plan.stem = "c" + std::to_string(&c - cases);
+        const rec::RecordingInfo info = Write(plan);
+        if (c.cancel >= 0) CancelAfterFile(c.cancel);
+        TrendCall call;
+        call.quantity = c.q, call.minMax = c.k, call.extRef = c.extRef;
+        EXPECT_EQ(call.Run(PathOf(info, 0)).status, c.status);
+        auto records = TrendTestRecords(info, 0, c.last, c.readQ, c.readK, 5, c.by, c.by ? -1 : 4);
+        for (size_t r = 0; r < records.size() && c.n == 2; ++r) {
+            records[r].values[2] = testing::TrendTestValue(int(r), 1, 0, 0);
+        }
+        ExpectPoints(call, records, 1, c.channels);
+    }
 }
 
 TEST_F(ReaderXtTest, NoUsableFileGivesStatusThreeAndNothingElse) {
-    rec::RecordingPlan plan;
-    plan.addDamaged(rec::Damage::TruncatedData);
-    plan.addDamaged(rec::Damage::ZeroFirstTime);
-    const rec::RecordingInfo info = Write(plan);
-    XtCall call;
-    call.Run(info.path(info.files[0]));
-    EXPECT_EQ(call.status, TROVA_READER_NO_FILES);
-    EXPECT_EQ(call.result, 0);
-    EXPECT_EQ(call.factor, -1);
-    EXPECT_EQ(call.minValues[0], kUntouched);
+    rec::RecordingPlan broken;
+    broken.addDamaged(rec::Damage::TruncatedData), broken.addDamaged(rec::Damage::ZeroFirstTime);
+    const rec::RecordingInfo none = Write(broken);
+    TrendCall empty;
+    EXPECT_EQ(empty.Run(none.path(none.files[0])).status, TROVA_READER_NO_FILES);
+    EXPECT_EQ(empty.factor, -1);
+    ExpectPoints(empty, {}, 1, 0);
     EXPECT_TRUE(progress_.empty());
 }
 
-TEST_F(ReaderXtTest, CancelAfterTheSecondFileKeepsCompletedPointsOnly) {
-    const rec::RecordingInfo info = Write(Plan(5, 10));
-    CancelAfterFile(1);
-    XtCall call;
-    call.quantity = 2;
-    call.points = 7;  // f = 8: the group open at the end of file 1 is dropped
-    call.Run(PathOf(info, 0));
-    EXPECT_EQ(call.status, TROVA_READER_CANCELLED);
-    EXPECT_EQ(call.factor, 8);
-    ExpectPoints(call, Group(Records(info, 0, 15, 2, 0, 3), 8, 3), 3);
-    EXPECT_EQ(progress_, (std::vector<int>{20, 40}));
-}
-
-TEST_F(ReaderXtTest, ProgressOfTwentyFilesPostsFifteenAtATime) {
-    const rec::RecordingInfo info = Write(Plan(20, 2));
-    XtCall call;
-    call.Run(PathOf(info, 0));
-    EXPECT_EQ(call.status, TROVA_READER_OK);
-    EXPECT_EQ(progress_, (std::vector<int>{15, 30, 45, 60, 75, 90}));
-}
-
-TEST_F(ReaderXtTest, NoPointsMeansNothingWritten) {
-    const rec::RecordingInfo info = Write(Plan(1, 5));
-    for (int points : {0, -3}) {
-        XtCall call;
-        call.points = 1;  // arrays of one point, filled with guards
-        call.minValues.clear();
-        std::vector<float> values(5, kUntouched);
-        std::vector<double> times(2, -1.0);
-        std::vector<int> flags(1, -1);
-        int factor = -1, status = -1, pointsArg = points;
-        char label[] = "x", button[] = "y";
-        std::string path = PathOf(info, 0);
-        const int result =
-            Reader_XT(2, 0, -1.0, -1.0, 0.0f, label, path.data(), &pointsArg, values.data(),
-                      values.data(), values.data(), times.data(), flags.data(), &factor, button,
-                      &status);
-        EXPECT_EQ(result, 0);
-        EXPECT_EQ(status, TROVA_READER_OK);
-        EXPECT_EQ(factor, 0);
-        EXPECT_EQ(values[0], kUntouched);
-        EXPECT_EQ(flags[0], -1);
-    }
-}
-
-TEST_F(ReaderXtTest, OddChannelCountsStayInsideTheRecord) {
-    // N = 2 asks for a third channel group that the blocks do not hold.
-    rec::RecordingPlan plan = Plan(1, 6);
-    plan.trend.channels = 2;
-    const rec::RecordingInfo info = Write(plan);
-    XtCall lastBlock;
-    lastBlock.quantity = 4;  // the last channel quantity of the last block
-    lastBlock.minMax = 2;
-    lastBlock.Run(PathOf(info, 0));
-    EXPECT_EQ(lastBlock.status, TROVA_READER_OK);
-    EXPECT_EQ(lastBlock.result, 0);  // the third group would lie past the record
-    XtCall firstBlock;
-    firstBlock.quantity = 2;
-    firstBlock.Run(PathOf(info, 0));
-    EXPECT_EQ(firstBlock.result, 6);  // three channels, the third read from block 1
-    EXPECT_NE(firstBlock.minValues[2 * size_t(firstBlock.points)], kUntouched);
-
-    // Channel counts of 0 (one channel) and above 5 (five channels).
-    for (int channels : {0, 7}) {
-        rec::RecordingPlan p = Plan(1, 4);
-        p.stem = "n" + std::to_string(channels);
-        p.trend.channels = channels;
-        const rec::RecordingInfo i = Write(p);
-        XtCall call;
-        call.quantity = 2;
-        call.Run(PathOf(i, 0));
-        EXPECT_EQ(call.status, TROVA_READER_OK);
-        EXPECT_EQ(call.result, 4);
-        if (channels == 0) {
-            // Blocks of S floats only: quantity 2 lands on block 1's quantity 0.
-            EXPECT_EQ(call.minValues[0], TestValue(0, 1, 0, 0));
-            EXPECT_EQ(call.minValues[size_t(call.points)], kUntouched);
-        } else {
-            EXPECT_EQ(call.minValues[4 * size_t(call.points)], TestValue(0, 0, 2, 4));
+// Every channel's values, channel 0's times and flags against the curve model; no more.
+void ExpectCurves(const TrendCall &call, const std::vector<ExpectedRecord> &records, size_t binSize,
+                  int channels) {
+    const size_t P = size_t(std::max(call.points, 0));
+    for (int c = 0; c < 5; ++c) {
+        std::vector<testing::CurveSample> in, want;
+        for (const auto &r : records) in.push_back({r.t1, r.t2, r.values[c], uint32_t(r.flags)});
+        if (c < channels) want = testing::CurveModel(in, binSize, P);
+        if (c == 0) {
+            EXPECT_EQ(size_t(call.result), want.size());
         }
+        for (size_t i = 0; i < want.size() && i < P; ++i) {
+            EXPECT_EQ(call.mins[c * P + i], want[i].value) << "channel " << c << " output " << i;
+            if (c > 0) continue;
+            EXPECT_EQ(std::tuple(call.times[i], call.times[P + i], call.flags[i]),
+                      std::tuple(want[i].t1, want[i].t2, int(want[i].flags))) << "output " << i;
+        }
+        EXPECT_TRUE(want.size() >= P || call.mins[c * P + want.size()] == kUntouched) << c;
     }
+    const size_t n = size_t(call.result);
+    EXPECT_TRUE(n >= P || (call.times[n] == -1.0 && call.flags[n] == -1));
 }
 
-TEST_F(ReaderXtTest, FilesThatChangeAfterTheTableWasBuilt) {
-    const rec::RecordingInfo info = Write(Plan(3, 10));
-    const std::string path = PathOf(info, 0);
-    XtCall first;
-    first.points = 30;
-    first.Run(path);
-    ASSERT_EQ(first.result, 30);
-
-    // A member vanishes: its records are skipped, the others still come.
-    ASSERT_EQ(unlink(info.path(info.table()[1]).c_str()), 0);
-    XtCall vanished;
-    vanished.points = 30;
-    vanished.Run(path);
-    EXPECT_EQ(vanished.status, TROVA_READER_OK);
-    EXPECT_EQ(vanished.result, 20);
-
-    // A member grows: the cached table still counts its ten records, the
-    // factor was sized from them (30 samples, 20 points: f = 2), and only
-    // those ten are read, so nothing is written past the caller's arrays.
-    rec::RecordingPlan bigger = Plan(1, 40);
-    const rec::Recording grown = rec::buildRecording(bigger);
-    rec::writeBytes(info.path(info.table()[2]), grown.contents[0]);
-    XtCall stale;
-    stale.points = 20;
-    stale.Run(path);
-    EXPECT_EQ(stale.factor, 2);
-    EXPECT_EQ(stale.result, 10);
-}
-
-}  // namespace
-}  // namespace trova
-
-namespace trova {
-namespace {
-
-TEST_F(ReaderXtTest, UnreadableMembersAndUnnamedRecordingsEndCleanly) {
-    const rec::RecordingInfo info = Write(Plan(2, 5));
-    // A directory whose name matches the pattern is found but cannot be read:
-    // it is treated like a malformed file and left out.
-    ASSERT_EQ(mkdir(dir_.file("meas.005.dat").c_str(), 0755), 0);
-    XtCall call;
-    call.Run(PathOf(info, 0));
-    EXPECT_EQ(call.status, TROVA_READER_OK);
-    EXPECT_EQ(call.result, 10);
-    bool errorLogged = false;
-    for (const std::string &line : LogLines()) {
-        errorLogged |= line == "GetFileInformation (Err ) = " + dir_.file("meas.005.dat");
+TEST_F(ReaderXtTest, CurvesPerChannelOverWindowsCancelAndSmallCapacities) {
+    // Recording, call (window from t0), then status, factor, outputs and the
+    // records read, in bins of `bin`.
+    const struct { int files, records, n, q, k; double from, to; int points, cancel, status,
+                   factor, outputs, readQ, readK, first, last, channels, bin; } cases[] = {
+        {4, 250, 3, 3, 1, -1, -1, 100, -1, 0, 11, 92, 3, 1, 0, 999, 3, 22},  // 45 bins and 10
+        {1, 1000, 3, 2, 0, 200, 499, 1000, -1, 0, 0, 300, 2, 0, 200, 499, 3, 1},
+        {1, 1000, 3, 2, 0, 200, 499, 40, -1, 0, 8, 38, 2, 0, 200, 499, 3, 16},
+        {2, 30, 3, 1, 2, -1, -1, 10, -1, 0, 7, 10, 1, 2, 0, 59, 1, 14},   // once per block
+        {2, 30, 7, 3, 1, -1, -1, 10, -1, 0, 7, 10, 3, 1, 0, 59, 5, 14},   // five curves
+        {2, 30, 3, 9, 1, -1, -1, 10, -1, 4, 7, 10, 0, 1, 0, 59, 1, 14},   // bad quantity
+        {1, 5, 3, 2, 0, -1, -1, 3, -1, 0, 2, 2, 2, 0, 0, 4, 3, 4},  // no room for the 2nd pair
+        {1, 5, 3, 2, 0, -1, -1, 1, -1, 0, 6, 0, 2, 0, 0, 4, 3, 12},
+        {1, 5, 3, 2, 0, -1, -1, 0, -1, 0, 0, 0, 2, 0, 0, 4, 3, 0},  // no file read
+        {1, 5, 3, 2, 0, -1, -1, -2, -1, 0, 0, 0, 2, 0, 0, 4, 3, 0},
+        {2, 50, 3, 2, 0, -1, -1, 20, 0, 1, 6, 10, 2, 0, 0, 49, 3, 12}};  // open bin delivered
+    for (const auto &c : cases) {
+        SCOPED_TRACE("case " + std::to_string(&c - cases));
+        rec::RecordingPlan plan = TrendTestPlan(c.files, c.records, c.n);
+        plan.stem = "c" + std::to_string(&c - cases);
+        const rec::RecordingInfo info = Write(plan);
+        const double t0 = info.table()[0].firstTime;
+        if (c.cancel >= 0) CancelAfterFile(c.cancel);
+        ClearLog();
+        TrendCall call;
+        call.decimated = true, call.quantity = c.q, call.minMax = c.k, call.points = c.points;
+        call.tStart = c.from < 0 ? -1.0 : t0 + c.from, call.tStop = c.to < 0 ? -1.0 : t0 + c.to;
+        call.Run(PathOf(info, 0));
+        EXPECT_EQ(std::tuple(call.status, call.factor, call.result),
+                  std::tuple(c.status, c.factor, c.outputs));
+        ExpectCurves(call, TrendTestRecords(info, c.first, c.last, c.readQ, c.readK, c.channels),
+                     size_t(c.bin), c.channels);
+        const std::vector<std::string> log = LogLines();  // four lines a file; curves' debug off
+        EXPECT_EQ(std::tuple(log.size(), log.at(8), log.at(log.size() - 1)),
+                  std::tuple(10 + 4 * size_t(c.files), "Start Reader_Thread2",
+                             "Finish Reader_XT2"));
     }
-    EXPECT_TRUE(errorLogged);
-
-    // A path without a separator can be opened but names no recording.
-    char cwd[4096];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    ASSERT_EQ(chdir(dir_.path().c_str()), 0);
-    XtCall relative;
-    relative.Run(info.table()[0].name);
-    EXPECT_EQ(chdir(cwd), 0);
-    EXPECT_EQ(relative.status, TROVA_READER_NO_FILES);
-    EXPECT_EQ(relative.result, 0);
-
-    // A name without "." (the file exists) names no recording either.
-    rec::writeBytes(dir_.file("plain"), rec::buildRecording(Plan(1, 3)).contents[0]);
-    XtCall noDot;
-    noDot.Run(dir_.file("plain"));
-    EXPECT_EQ(noDot.status, TROVA_READER_NO_FILES);
 }
 
 }  // namespace
