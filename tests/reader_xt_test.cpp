@@ -2,6 +2,8 @@
 // the record reading and status order all three trend readers share.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include <algorithm>
 #include <string>
 #include <tuple>
@@ -147,7 +149,7 @@ TEST_F(ReaderXtTest, RecordReadingCorrectedArgumentsAndStatusOrder) {
     }
 }
 
-TEST_F(ReaderXtTest, NoUsableFileGivesStatusThreeAndNothingElse) {
+TEST_F(ReaderXtTest, NoUsableFileOrChangedFilesEndCleanly) {
     rec::RecordingPlan broken;
     broken.addDamaged(rec::Damage::TruncatedData), broken.addDamaged(rec::Damage::ZeroFirstTime);
     const rec::RecordingInfo none = Write(broken);
@@ -156,6 +158,29 @@ TEST_F(ReaderXtTest, NoUsableFileGivesStatusThreeAndNothingElse) {
     EXPECT_EQ(empty.factor, -1);
     ExpectPoints(empty, {}, 1, 0);
     EXPECT_TRUE(progress_.empty());
+
+    // Members that change after the table was built: a vanished one is
+    // skipped; a grown one is read only as far as the cached table knows it,
+    // so the factor sized from the table keeps every point inside the arrays.
+    rec::RecordingPlan plan;
+    plan.stem = "changing";
+    for (int f = 0; f < 3; ++f) plan.add(10);
+    const rec::RecordingInfo info = Write(plan);
+    const std::string path = PathOf(info, 0);
+    TrendCall all;
+    all.points = 30;
+    EXPECT_EQ(all.Run(path).result, 30);
+    ASSERT_EQ(std::remove(info.path(info.table()[1]).c_str()), 0);
+    TrendCall vanished;
+    vanished.points = 30;
+    EXPECT_EQ(std::tuple(vanished.Run(path).result, vanished.status), std::tuple(20, 0));
+    rec::RecordingPlan bigger = plan;
+    bigger.members.resize(1);
+    bigger.members[0].records = 40;
+    rec::writeBytes(info.path(info.table()[2]), rec::buildRecording(bigger).contents[0]);
+    TrendCall grown;
+    grown.points = 20;
+    EXPECT_EQ(std::tuple(grown.Run(path).result, grown.factor), std::tuple(10, 2));
 }
 
 // Every channel's values, channel 0's times and flags against the curve model; no more.
