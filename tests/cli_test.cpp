@@ -42,6 +42,16 @@ TEST(TrovaCli, HistogramViewCountsTheUnflaggedRecordsOfEveryChannel) {
         ++rows, sum += count;
     }
     EXPECT_EQ(std::tuple(channels, rows, sum), std::tuple(3, 21, 3LL * (records - flagged)));
+
+    // "--flagged" alone and with a value: every record is then histogrammed.
+    for (const char *flaggedArg : {" --flagged", " --flagged 1"}) {
+        const std::vector<std::string> all =
+            RunCli("hist " + first + " --quantity 2" + flaggedArg);
+        EXPECT_NE(all.at(0).find("(histogrammed)"), std::string::npos) << all.at(0);
+    }
+    // The harmonic views take "--flagged 0" (the demo's 95 % table).
+    const std::string harmonic = RunCli("sample-harmonic " + dir.file("fft")).at(0);
+    EXPECT_EQ(RunCli("fft-table " + harmonic + " --percentile 0.95 --flagged 0").at(0).rfind("status 0", 0), 0u);
 }
 
 }  // namespace

@@ -86,8 +86,13 @@ struct Options {
 bool ParseOptions(int argc, char **argv, Options &options) {
     for (int i = 2; i < argc; ++i) {
         std::string arg = argv[i];
-        if (arg == "--no-log" || arg == "--flagged") {
-            options.values[arg.substr(2)] = "1";
+        if (arg == "--no-log") {
+            options.values["no-log"] = "1";
+        } else if (arg == "--flagged") {
+            // Alone it means 1; "--flagged 0" and "--flagged 1" say it outright.
+            const bool valued = i + 1 < argc && (std::string(argv[i + 1]) == "0" ||
+                                                 std::string(argv[i + 1]) == "1");
+            options.values["flagged"] = valued ? argv[++i] : "1";
         } else if (arg.rfind("--", 0) == 0) {
             if (i + 1 >= argc) {
                 std::fprintf(stderr, "trova: %s needs a value\n", arg.c_str());
@@ -387,12 +392,12 @@ int ShowHistogram(const std::string &path, const Options &options) {
     Reader_HIST(args.quantity, args.block, args.from, args.to, args.extRef, args.label,
                 args.path.data(), start.data(), width.data(), counts.data(), args.button, &status,
                 fixed ? 1 : 0, hMin, hMax, inRange.data(), total.data(),
-                options.values.count("flagged") ? 1 : 0, &flaggedRecords, &records);
+                options.Number("flagged", 0) != 0 ? 1 : 0, &flaggedRecords, &records);
     args.EndProgress();
     std::printf("status %d (%s), %d record(s), %d flagged (%s)\n", static_cast<int>(status),
                 StatusName(static_cast<int>(status)), static_cast<int>(records),
                 static_cast<int>(flaggedRecords),
-                options.values.count("flagged") ? "histogrammed" : "left out");
+                options.Number("flagged", 0) != 0 ? "histogrammed" : "left out");
     const int channels = std::min(args.Channels(static_cast<int>(status)), 5);
     for (int c = 0; c < channels; ++c) {
         const trova_long *bins = counts.data() + 100 * c;
