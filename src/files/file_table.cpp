@@ -52,7 +52,7 @@ int32_t BuildFileTableFFT(const std::vector<std::string> &slots, FileBuffer &buf
         if (header.geometry.recordCount == 0) continue;
         FileInfoRecord &entry = FileTable.entries[made++];
         FillCommon(entry, slot, header.channelCode, header.geometry);
-        entry.harmonicCount = ReadFileHeaderField(slot.c_str(), header.geometry.headerSize);
+        entry.harmonicCount = header.harmonicCount;
         entry.powerBlockFlag = header.powerBlockFlag;
     }
     return made;

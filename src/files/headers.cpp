@@ -68,7 +68,13 @@ HeaderVerdict ParseHarmonicHeader(const uint8_t *data, int64_t length, HarmonicH
     if (data == nullptr || length < 4) return HeaderVerdict::kBadGeometry;
     out.channelCode = static_cast<uint32_t>(SignedByte(data, 1));
     out.powerBlockFlag = static_cast<uint32_t>(SignedByte(data, 3)) & 2u;
-    return ParseGeometry(data, length, 4, SignedByte(data, 2), out.geometry);
+    const HeaderVerdict verdict = ParseGeometry(data, length, 4, SignedByte(data, 2), out.geometry);
+    // H lies in record 0, already in memory: no second read of the file.
+    const int64_t at = int64_t{out.geometry.headerSize} + 40;
+    if (verdict == HeaderVerdict::kAccepted && at + 4 <= length) {
+        out.harmonicCount = ReadBEInt32(data, at);
+    }
+    return verdict;
 }
 
 void GetFileInformation(const char *path, FileBuffer &buffer, TrendHeader &out) {
@@ -94,18 +100,6 @@ void GetFileInformationFFT(const char *path, FileBuffer &buffer, HarmonicHeader 
     out = HarmonicHeader{};
     if (buffer.Load(path)) ParseHarmonicHeader(buffer.data(), buffer.size(), out);
     if (out.geometry.recordCount == 0) out.geometry = FileGeometry{};
-}
-
-int32_t ReadFileHeaderField(const char *path, uint32_t headerLength) {
-    std::FILE *file = std::fopen(path, "rb");
-    if (file == nullptr) return 0;
-    uint8_t bytes[4];
-    const int64_t offset = static_cast<int64_t>(headerLength) + 40;
-    const bool ok = offset <= std::numeric_limits<long>::max() &&
-                    std::fseek(file, static_cast<long>(offset), SEEK_SET) == 0 &&
-                    std::fread(bytes, 1, 4, file) == 4;
-    std::fclose(file);
-    return ok ? static_cast<int32_t>(LoadBE32(bytes)) : 0;
 }
 
 }  // namespace trova

@@ -39,6 +39,7 @@ struct TrendHeader {
 struct HarmonicHeader {
     uint32_t channelCode = 0;
     uint32_t powerBlockFlag = 0;  // 0 or 2
+    int32_t harmonicCount = 0;    // H: the int32 at file offset D + 40; 0 when the file is shorter
     FileGeometry geometry;
 };
 
@@ -60,8 +61,5 @@ HeaderVerdict ParseHarmonicHeader(const uint8_t *data, int64_t length, HarmonicH
 void GetFileInformation(const char *path, FileBuffer &buffer, TrendHeader &out);
 void GetFileInformationFFT(const char *path, FileBuffer &buffer, HarmonicHeader &out);
 
-// The int32 at file offset headerLength + 40: the harmonic count H of a
-// harmonic file. 0 when those four bytes cannot be read.
-int32_t ReadFileHeaderField(const char *path, uint32_t headerLength);
 
 }  // namespace trova
