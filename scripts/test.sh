@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Every test: installs what is missing (as root on Debian), builds with
 # warnings as errors and runs the suites, then again under the address and
-# undefined-behaviour sanitizers, then the Windows leg: trova.dll cross-built
+# undefined-behaviour sanitizers, then the concurrency tests under the thread
+# sanitizer (only the test program is built), then the Windows leg: trova.dll cross-built
 # with mingw-w64 and its host program run under Wine on a virtual display.
 #
 # Without the Windows tools and no way to install them (not root, not
@@ -36,6 +37,14 @@ run_suite() {  # name, extra cmake arguments...
 run_suite test-release -DCMAKE_BUILD_TYPE=RelWithDebInfo
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   run_suite test-sanitize -DCMAKE_BUILD_TYPE=Debug -DTROVA_SANITIZE=ON
+
+echo "== test-thread-sanitizer (concurrency tests)"
+tsan_build="$root/build/test-tsan"
+cmake -S "$root" -B "$tsan_build" -DTROVA_WERROR=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DTROVA_SANITIZE_THREAD=ON >/dev/null
+cmake --build "$tsan_build" -j"$jobs" --target trova_tests >/dev/null
+TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 "$tsan_build/tests/trova_tests" \
+  --gtest_brief=1 --gtest_filter='Concurrency*:*Reentered*:Platform*'
 
 if [ "$windows_ready" = 1 ]; then
   echo "== windows (trova.dll under Wine)"

@@ -12,7 +12,6 @@
 namespace trova::platform {
 namespace {
 
-constexpr int kButtonId = 1001;
 constexpr int kDefaultCompletionPauseMs = 500;
 
 struct HostSettings {
@@ -64,15 +63,8 @@ void TrovaSetProgressCallback(TrovaProgressCallback callback, void *context) {
     s.progressContext = context;
 }
 
-// A click on button 1001, as the dialog would receive it. Should the dialog
-// close between the look-up and the post, the post fails and nothing happens.
-void TrovaRequestCancel(void) {
-    using trova::platform::kButtonId;
-    HWND dialog = trova::platform::OpenDialogWindow();
-    if (dialog == nullptr) return;
-    PostMessageA(dialog, WM_COMMAND, MAKEWPARAM(kButtonId, BN_CLICKED),
-                 reinterpret_cast<LPARAM>(GetDlgItem(dialog, kButtonId)));
-}
+// A click on button 1001 of the dialog open now; with none open, nothing.
+void TrovaRequestCancel(void) { trova::platform::ClickOpenDialogButton(); }
 
 void TrovaSetCompletionPause(int milliseconds) {
     trova::platform::completionPauseMs.store(milliseconds < 0 ? 0 : milliseconds);

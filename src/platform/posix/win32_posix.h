@@ -107,9 +107,11 @@ const char *LogDirectory();
 // The worker's pause before it completes (500 ms unless the host set it).
 int CompletionPauseMs();
 
-// Between the stand-in's own parts, not for the frame: the headless dialog
-// while it is open (else nullptr), and the host's progress callback, called
+// Between the stand-in's own parts, not for the frame: a click on the
+// button of the dialog open at this moment, queued in the same step as the
+// look-up so that it cannot reach a later dialog (false, and nothing
+// queued, when none is open); and the host's progress callback, called
 // with the position the bar was asked to take, before clamping.
-HWND OpenDialogWindow();
+bool ClickOpenDialogButton();
 void ReportProgress(int progressTotal);
 }  // namespace trova::platform
