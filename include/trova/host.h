@@ -38,8 +38,17 @@ TROVA_API void TrovaRequestCancel(void);
 /* The pause a reader makes before it completes; 500 ms unless set. */
 TROVA_API void TrovaSetCompletionPause(int milliseconds);
 
-/* Directory of the diagnostic log TrovaDLL.LOG; "/tmp" unless set.
- * NULL or "" switches the log off. */
+/* Directory of the diagnostic log TrovaDLL.LOG, which records every path
+ * and argument passed to the readers. By default (until this is called)
+ * the log is private to the user: $XDG_STATE_HOME/trova/TrovaDLL.LOG when
+ * XDG_STATE_HOME holds an absolute path, else
+ * ~/.local/state/trova/TrovaDLL.LOG, its missing directories created with
+ * mode 0700 and the file with mode 0600. A directory set here is used as
+ * it is and not created; NULL or "" switches the log off. In any
+ * directory a line is appended only to a regular file that this process's
+ * user owns, never through a symbolic link in the file's place; otherwise
+ * (and when the file cannot be opened) the line is dropped silently.
+ * (The Windows build always logs to C:\Temp\TrovaDLL.LOG.) */
 TROVA_API void TrovaSetLogDirectory(const char *directory);
 
 #ifdef __cplusplus

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 
+#include "platform/posix/dialog_probe.h"
 #include "platform/posix/win32_posix.h"
 
 namespace trova::platform {
@@ -19,7 +20,8 @@ struct HostSettings {
     // Guarded by `mutex`.
     TrovaProgressCallback progressCallback = nullptr;
     void *progressContext = nullptr;
-    std::string logDirectory = "/tmp";  // empty: no log
+    bool logOff = false;
+    std::string logDirectory;  // empty: the per-user default (log_file.cpp)
 };
 
 // Created on first use and never destroyed, like the dialog it serves.
@@ -32,11 +34,11 @@ std::atomic<int> completionPauseMs{kDefaultCompletionPauseMs};
 
 }  // namespace
 
-const char *LogDirectory() {
+std::string HostLogDirectory(bool *off) {
     HostSettings &s = Settings();
     std::lock_guard<std::mutex> lock(s.mutex);
-    // Stays valid until the host sets another directory.
-    return s.logDirectory.empty() ? nullptr : s.logDirectory.c_str();
+    *off = s.logOff;
+    return s.logDirectory;  // a copy: the host may set another at any time
 }
 
 int CompletionPauseMs() { return completionPauseMs.load(); }
@@ -73,5 +75,17 @@ void TrovaSetCompletionPause(int milliseconds) {
 void TrovaSetLogDirectory(const char *directory) {
     trova::platform::HostSettings &s = trova::platform::Settings();
     std::lock_guard<std::mutex> lock(s.mutex);
-    s.logDirectory = directory != nullptr ? directory : "";
+    s.logOff = directory == nullptr || *directory == '\0';
+    s.logDirectory = s.logOff ? "" : directory;
 }
+
+namespace trova::platform::probe {
+
+void UseDefaultLogDirectory() {
+    HostSettings &s = Settings();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.logOff = false;
+    s.logDirectory.clear();
+}
+
+}  // namespace trova::platform::probe
