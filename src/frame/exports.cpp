@@ -5,6 +5,10 @@
 #include <cstdio>
 #include <cstring>
 
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
+
 #include "files/completion.h"
 #include "frame/call_lock.h"
 #include "frame/dialog.h"
@@ -18,13 +22,22 @@
 namespace trova {
 namespace {
 
-// 1 when PathFile is empty or cannot be opened; nothing is read.
+// 1 when PathFile is empty or cannot be opened; nothing is read. On POSIX
+// fopen opens a directory too, where Windows refuses it: a directory is
+// refused here alike, so both builds answer such a path the same way.
 int CheckPathFile(const char *PathFile) {
     if (PathFile == nullptr || PathFile[0] == '\0') return 1;
     std::FILE *file = std::fopen(PathFile, "rb");
     if (file == nullptr) return 1;
+#ifndef _WIN32
+    struct stat info;
+    const bool directory = fstat(fileno(file), &info) == 0 && S_ISDIR(info.st_mode);
+    std::fclose(file);
+    return directory ? 1 : 0;
+#else
     std::fclose(file);
     return 0;
+#endif
 }
 
 // The harmonic exports hand their workers the opposite sense of MinMax.
