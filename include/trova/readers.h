@@ -13,8 +13,10 @@
  * recording, the progress dialog, the cancel request) belongs to the
  * running call. A call made while another runs on another thread waits
  * until that call has returned, then runs normally with its own outputs,
- * status, log lines and progress. The wait has no time limit and, on
- * Windows, pumps no messages on the waiting thread.
+ * status, log lines and progress. The wait has no time limit. On Windows
+ * the waiting thread keeps answering messages that other threads send to
+ * its windows (so a running call's dialog never hangs on it); messages
+ * posted to it stay queued until its own call runs or returns.
  *
  * A call made on the thread whose call is running (re-entered from a
  * progress callback, or from a timer or window procedure that the

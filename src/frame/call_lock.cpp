@@ -12,13 +12,45 @@
 namespace trova {
 namespace {
 
-// Statically initialised: no constructor has to run before the first call.
 #ifdef _WIN32
-SRWLOCK gLock = SRWLOCK_INIT;
-void Acquire() { AcquireSRWLockExclusive(&gLock); }
-void Release() { ReleaseSRWLockExclusive(&gLock); }
+// A kernel mutex, made on first use. A thread that waits for it keeps
+// answering the messages other threads send to its windows: a host whose
+// second window thread calls a reader while the first one's dialog runs
+// must not leave the first one blocked in a SendMessage to it (activation,
+// for one). Messages posted to the waiting thread stay queued.
+HANDLE gMutex = nullptr;
+
+HANDLE TheMutex() {
+    if (HANDLE existing = static_cast<HANDLE>(InterlockedCompareExchangePointer(
+            reinterpret_cast<void **>(&gMutex), nullptr, nullptr))) {
+        return existing;
+    }
+    HANDLE made = CreateMutexA(nullptr, FALSE, nullptr);
+    if (HANDLE earlier = static_cast<HANDLE>(InterlockedCompareExchangePointer(
+            reinterpret_cast<void **>(&gMutex), made, nullptr))) {
+        CloseHandle(made);  // another thread made it first
+        return earlier;
+    }
+    return made;
+}
+
+void Acquire() {
+    HANDLE mutex = TheMutex();
+    for (;;) {
+        const DWORD woken = MsgWaitForMultipleObjects(1, &mutex, FALSE, INFINITE, QS_SENDMESSAGE);
+        if (woken == WAIT_OBJECT_0 || woken == WAIT_ABANDONED_0) return;
+        if (woken != WAIT_OBJECT_0 + 1) {  // cannot wait with messages: plainly
+            WaitForSingleObject(mutex, INFINITE);
+            return;
+        }
+        MSG message;  // handles the sent messages; posted ones stay queued
+        PeekMessageA(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+    }
+}
+void Release() { ReleaseMutex(TheMutex()); }
 uintptr_t ThisThread() { return static_cast<uintptr_t>(GetCurrentThreadId()); }
 #else
+// Statically initialised: no constructor has to run before the first call.
 pthread_mutex_t gLock = PTHREAD_MUTEX_INITIALIZER;
 void Acquire() { pthread_mutex_lock(&gLock); }
 void Release() { pthread_mutex_unlock(&gLock); }

@@ -84,6 +84,67 @@ void TwoThreads() {
     Check(b.mismatches == 0, "the second thread's calls all give what one call alone gives");
 }
 
+// ---- a waiting thread answers messages sent to its windows ----------------
+
+DWORD gAnsweredBy = 0;
+
+LRESULT CALLBACK Answer(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_APP) return gAnsweredBy = GetCurrentThreadId(), 42;
+    return DefWindowProcA(window, message, wParam, lParam);
+}
+
+LONG gFirstCallDone = 0;  // set when thread B's call has returned
+
+DWORD WINAPI CallOnce(void *context) {
+    *static_cast<XtOutcome *>(context) = CallXt(40);
+    InterlockedExchange(&gFirstCallDone, 1);
+    return 0;
+}
+
+struct Sender {
+    HWND window;
+    bool answered = false;
+    bool whileFirstCallRan = false;
+};
+
+// Sends to the main thread's window while that thread waits for its call.
+DWORD WINAPI SendWhileWaiting(void *context) {
+    Sender &s = *static_cast<Sender *>(context);
+    Sleep(150);
+    DWORD_PTR answer = 0;
+    s.answered = SendMessageTimeoutA(s.window, WM_APP, 0, 0, SMTO_BLOCK, 5000, &answer) != 0 &&
+                 answer == 42;
+    s.whileFirstCallRan = InterlockedCompareExchange(&gFirstCallDone, 0, 0) == 0;
+    return 0;
+}
+
+// Thread B's call runs (at least its 500 ms pause); the main thread, which
+// owns a window, calls too and waits; a third thread sends to that window
+// meanwhile and gets its answer from the waiting thread.
+void WaitingThreadAnswersSentMessages() {
+    WNDCLASSA windowClass = {};
+    windowClass.lpfnWndProc = Answer;
+    windowClass.hInstance = GetModuleHandleA(nullptr);
+    windowClass.lpszClassName = "trova-threads-answer";
+    RegisterClassA(&windowClass);
+    HWND window = CreateWindowA("trova-threads-answer", "", 0, 0, 0, 10, 10, nullptr, nullptr,
+                                windowClass.hInstance, nullptr);
+    XtOutcome first;
+    Sender sender{window};
+    HANDLE b = CreateThread(nullptr, 0, CallOnce, &first, 0, nullptr);
+    Sleep(100);
+    HANDLE c = CreateThread(nullptr, 0, SendWhileWaiting, &sender, 0, nullptr);
+    const XtOutcome second = CallXt(40);
+    HANDLE both[2] = {b, c};
+    WaitForMultipleObjects(2, both, TRUE, INFINITE);
+    CloseHandle(b), CloseHandle(c);
+    DestroyWindow(window);
+    Check(sender.answered && gAnsweredBy == GetCurrentThreadId(),
+          "a message sent to a waiting thread's window is answered by that thread");
+    Check(sender.whileFirstCallRan, "it is answered while the other thread's call still runs");
+    Check(first.status == 0 && second.status == 0, "both calls complete with status 0");
+}
+
 XtOutcome gReentered;
 bool gTimerFired = false;
 
@@ -148,6 +209,7 @@ int main() {
     }
     gPath = full;
     TwoThreads();
+    WaitingThreadAnswersSentMessages();
     ReenteredFromTimer();
     std::printf("threads: %d checks, %d failed\n", gChecks, gFailures);
     return gFailures == 0 ? 0 : 1;
