@@ -18,7 +18,7 @@ namespace {
 // second window thread calls a reader while the first one's dialog runs
 // must not leave the first one blocked in a SendMessage to it (activation,
 // for one). Messages posted to the waiting thread stay queued.
-HANDLE gMutex = nullptr;
+HANDLE gMutex = nullptr;  // left to the process end, as CancelEvent is
 
 HANDLE TheMutex() {
     if (HANDLE existing = static_cast<HANDLE>(InterlockedCompareExchangePointer(
