@@ -8,8 +8,6 @@ from __future__ import annotations
 
 import argparse
 import inspect
-import json
-import math
 import os
 import sys
 
@@ -68,28 +66,16 @@ def add_parser(subparsers):
     return fleet
 
 
-def _json_value(value):
-    if hasattr(value, "isoformat"):
-        return value.isoformat()
-    if hasattr(value, "item"):
-        value = value.item()
-    if isinstance(value, float) and not math.isfinite(value):
-        return None
-    return value
-
-
 def write(result, output):
+    """CSV, or JSON lines for .jsonl/.json; times as ISO 8601 UTC, values
+    with enough digits to give back the reader's float exactly."""
     frame = result.frame
     if "time" in frame.columns:
         frame["time"] = frame["time"].dt.strftime("%Y-%m-%dT%H:%M:%S.%fZ")
     if output.endswith((".jsonl", ".json")):
-        with open(output, "w", encoding="utf-8") as out:
-            for row in frame.to_dict(orient="records"):
-                out.write(json.dumps({k: _json_value(v) for k, v in row.items()
-                                      if not (isinstance(v, float) and math.isnan(v)
-                                              and k not in ("value",))}) + "\n")
+        frame.to_json(output, orient="records", lines=True, double_precision=15)
     else:
-        frame.to_csv(output, index=False, float_format=None)
+        frame.to_csv(output, index=False)
 
 
 def main(args):
@@ -116,14 +102,3 @@ def main(args):
     if result.interrupted:
         return 130
     return 1 if done and len(result.failed) == done else 0
-
-
-def run_standalone(argv=None):  # used when __main__ does not know the fleet command yet
-    parser = argparse.ArgumentParser(prog="python3 -m trova")
-    add_parser(parser.add_subparsers(dest="command", required=True))
-    args = parser.parse_args(argv)
-    return args.run(args)
-
-
-if __name__ == "__main__":
-    sys.exit(run_standalone())

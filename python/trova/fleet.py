@@ -161,6 +161,12 @@ def read_one(reader, path, arguments):
     return row
 
 
+def read_batch(reader, paths, arguments):
+    """Several recordings in one task: a task's own cost (scheduling, the
+    trip of its result) is paid once for the batch."""
+    return [read_one(reader, path, arguments) for path in paths]
+
+
 @dataclass
 class FleetResult:
     """The rows of a fleet run.
@@ -247,8 +253,15 @@ def _bar(total, progress):
     return tqdm(total=total, desc="recordings", unit="rec")
 
 
-def run(reader, recordings, *, client=None, scheduler=None, workers=None, progress=None,
-        **arguments):
+def _batches(paths, workers, batch_size):
+    """Consecutive runs of paths, about eight per worker unless sized."""
+    if batch_size is None:
+        batch_size = max(1, min(16, len(paths) // (8 * max(workers, 1))))
+    return [paths[i:i + batch_size] for i in range(0, len(paths), batch_size)]
+
+
+def run(reader, recordings, *, client=None, scheduler=None, workers=None, batch_size=None,
+        progress=None, **arguments):
     """Calls ``reader`` (a family name such as "harmonic_table", or an
     export name such as "Reader_FFT_Table2") with ``arguments`` on every
     recording, each call in a worker process.
@@ -257,8 +270,9 @@ def run(reader, recordings, *, client=None, scheduler=None, workers=None, progre
     or paths. ``client``: a ``distributed.Client`` to use; ``scheduler``: the
     address of a cluster's scheduler; otherwise a local cluster of
     ``workers`` processes (default: one per core) starts and stops here.
-    ``progress``: a bar of recordings done when stderr is a terminal (None),
-    always (True) or never (False)."""
+    ``batch_size``: recordings per task (default: about eight tasks per
+    worker, at most 16 recordings each). ``progress``: a bar of recordings
+    done when stderr is a terminal (None), always (True) or never (False)."""
     from . import readers
     if reader not in readers.FAMILIES and reader not in readers.READERS:
         raise ValueError(f"unknown reader {reader!r}: one of {', '.join(readers.FAMILIES)} or "
@@ -271,22 +285,23 @@ def run(reader, recordings, *, client=None, scheduler=None, workers=None, progre
     from distributed import as_completed
     client, owned = _client(client, scheduler, workers)
     bar = _bar(len(paths), progress)
-    futures = []
     try:
-        futures = [client.submit(read_one, reader, path, arguments, pure=False, key=f"trova-{i}")
-                   for i, path in enumerate(paths)]
+        batches = _batches(paths, len(client.scheduler_info()["workers"]), batch_size)
+        futures = [client.submit(read_batch, reader, batch, arguments, pure=False)
+                   for batch in batches]
         order = {future.key: i for i, future in enumerate(futures)}
         done = {}
         try:
             for future in as_completed(futures):
                 done[order[future.key]] = future.result()
                 if bar is not None:
-                    bar.update(1)
+                    bar.update(len(done[order[future.key]]))
         except KeyboardInterrupt:
             result.interrupted = True
             client.cancel([f for f in futures if order[f.key] not in done])
-        result.rows = [done[i] for i in sorted(done)]
-        result.pending = [paths[i] for i in range(len(paths)) if i not in done]
+        result.rows = [row for i in sorted(done) for row in done[i]]
+        result.pending = [path for i, batch in enumerate(batches) if i not in done
+                          for path in batch]
     finally:
         if bar is not None:
             bar.close()
