@@ -99,8 +99,9 @@ def find_recordings(root, variant="auto"):
     for directory, subdirectories, names in os.walk(root, onerror=lambda error: skipped.append(
             SkippedFile(error.filename or str(root), f"cannot list the directory: "
                                                      f"{error.strerror}"))):
-        subdirectories.sort()
-        for name in sorted(names):
+        # Hidden directories and files (".cache", ".written") hold no recordings.
+        subdirectories[:] = sorted(d for d in subdirectories if not d.startswith("."))
+        for name in sorted(n for n in names if not n.startswith(".")):
             path = os.path.join(directory, name)
             if not os.path.isfile(path):
                 skipped.append(SkippedFile(path, "not a regular file"))
@@ -241,9 +242,12 @@ def _client(client, scheduler, workers):
 
 def _close(client):
     cluster = client.cluster
-    client.close()
-    if cluster is not None:
-        cluster.close()
+    try:
+        client.close()
+        if cluster is not None:
+            cluster.close()
+    except KeyboardInterrupt:  # a second Ctrl-C while closing: leave the rest to the exit
+        pass
 
 
 def _bar(total, progress):
