@@ -54,6 +54,9 @@ def recordings(tmp_path_factory):
         # flat harmonic values, three phases, 12 positions, power block
         "flat": write(root / "flat", "harmonic", files="40,40,40", harmonics=12, step=0,
                       start=START, interval=INTERVAL, flag_every=5),
+        # eight files of 50 000 one-value records, for cancelling
+        "long": write(root / "long", "trend", files=",".join(["50000"] * 8), channels=1,
+                      scalars=1, per_channel=1, blocks=1),
         # a ramp without power block, one phase
         "ramp": write(root / "ramp", "harmonic", files="50,50", harmonics=8, step=1, power=0,
                       channel_code=2, start=START, interval=INTERVAL),

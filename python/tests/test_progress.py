@@ -1,5 +1,6 @@
 """Progress, cancel through the callback, Ctrl-C, and the library staying usable."""
-import _thread
+import signal
+import threading
 
 import numpy as np
 import pytest
@@ -23,16 +24,22 @@ def test_progress_callback_sees_the_call_rise_to_100(recordings):
     assert len(seen) >= 2  # three files: at least one message per file but the last
 
 
-def test_callback_returning_false_cancels_at_the_next_file(recordings):
-    path = recordings["trend"]["first"]
-    before = full_trend(path)
-    result = trova.trend(path, quantity=2, block=2, points=500, progress=lambda percent: False)
-    assert result.cancelled and result.status == 1
-    # The first file's progress message comes after its cancel poll, so the
-    # reader stops after the second of the three files.
-    assert result.points == 120
-    np.testing.assert_array_equal(result.mean, before.mean[:, :120])
-    assert_same(full_trend(path), before)
+def test_callback_returning_false_cancels(recordings):
+    # The reader sees the cancel after the file it is reading, and the
+    # callback runs beside it: on a busy machine the reader may finish
+    # first, so a few attempts are allowed. Every attempt must be consistent.
+    path = recordings["long"]["first"]
+    full = trova.trend(path, quantity=0, block=0, points=800, progress=False)
+    outcomes = []
+    for _ in range(6):
+        result = trova.trend(path, quantity=0, block=0, points=800, progress=lambda p: False)
+        outcomes.append(result.cancelled)
+        assert result.status == (1 if result.cancelled else 0)
+        np.testing.assert_array_equal(result.mean, full.mean[:, :result.points])
+        if result.cancelled and result.points < full.points:
+            break
+    assert outcomes[-1] and result.points < full.points, outcomes
+    assert_same(trova.trend(path, quantity=0, block=0, points=800, progress=False), full)
 
 
 def test_callback_raising_cancels_and_the_error_reaches_the_caller(recordings):
@@ -46,8 +53,9 @@ def test_callback_raising_cancels_and_the_error_reaches_the_caller(recordings):
 def test_ctrl_c_cancels_then_raises_keyboard_interrupt(recordings):
     path = recordings["trend"]["first"]
     before = full_trend(path)
+    main = threading.main_thread().ident
     with pytest.raises(KeyboardInterrupt):
-        trova.trend(path, progress=lambda percent: _thread.interrupt_main())
+        trova.trend(path, progress=lambda percent: signal.pthread_kill(main, signal.SIGINT))
     assert_same(full_trend(path), before)
 
 
