@@ -23,7 +23,8 @@ from dataclasses import dataclass
 import numpy as np
 
 from . import _call, _library
-from .recording import describe, encode_path
+from ._times import to_seconds
+from .recording import encode_path, table
 from .results import CurveResult, HistogramResult, SpectrumTrendResult, TableResult, TrendResult
 from .status import (BAD_MINMAX, BAD_QUANTITY, BUSY, CANCELLED, NO_FILES, NO_POWER_BLOCK,
                      CorrectedArgumentWarning, ReaderBusyError, RecordingNotFoundError)
@@ -110,9 +111,8 @@ class _Call:
     def __init__(self, export, path, start, stop, variant, arguments):
         self.export = export
         self.encoded = encode_path(path)
-        self.recording = describe(path, start, stop, variant)
-        self.start = self.recording.start_seconds
-        self.stop = self.recording.stop_seconds
+        self.start, self.stop = to_seconds(start, "start"), to_seconds(stop, "stop")
+        self.recording = table(path, variant)
         self.arguments = arguments
         self.function = getattr(_library.library(), export)
 

@@ -189,3 +189,39 @@ def describe(path, start=None, stop=None, variant="auto"):
                 "start_selected": bool(info.startSelected),
                 "stop_selected": bool(info.stopSelected)},
         search=_search(info))
+
+
+# ---- the readers' view: one description per recording, reused ---------------
+# Building a description reads every member, which costs about as much as
+# reading the recording once; the readers only need the table's shape
+# (channels, phases, harmonic counts), so it is kept while the directory
+# and every member are unchanged (the directory's mtime changes when a
+# member appears or goes; a member's size and mtime when it is rewritten).
+
+_TABLES_KEPT = 32
+_tables = {}
+
+
+def _signature(recording):
+    try:
+        marks = [os.stat(recording.search["directory"] or ".").st_mtime_ns]
+        for member in recording.files:
+            status = os.stat(member.path)
+            marks.append((status.st_ino, status.st_size, status.st_mtime_ns))
+    except OSError:
+        return None
+    return tuple(marks)
+
+
+def table(path, variant):
+    """describe(path, variant=variant) of the whole recording, reused while
+    its files are unchanged."""
+    key = (encode_path(path), variant)
+    kept = _tables.get(key)
+    if kept is not None and kept[1] is not None and _signature(kept[0]) == kept[1]:
+        return kept[0]
+    recording = describe(path, variant=variant)
+    if len(_tables) >= _TABLES_KEPT:
+        _tables.pop(next(iter(_tables)))
+    _tables[key] = (recording, _signature(recording))
+    return recording

@@ -2,7 +2,7 @@
 
 Every result has ``reader`` (the export), ``path``, ``status``,
 ``status_text``, ``cancelled``, ``arguments`` (the keyword arguments of the
-call), ``recording`` (what :func:`trova.describe` reported) and three
+call), ``recording`` (:func:`trova.describe` of the whole recording) and three
 conversions: ``to_pandas()``, ``to_xarray()`` and ``to_long()``. The long
 form is the same for every result: one row per value, with the result's
 dimensions as columns (some of ``time``, ``channel``/``phase``,
