@@ -7,6 +7,7 @@ then raises KeyboardInterrupt. The library stays usable.
 """
 from __future__ import annotations
 
+import signal
 import sys
 import threading
 
@@ -63,6 +64,34 @@ class _Progress:
             self.bar.close()
 
 
+def _wait(worker, done, reporter):
+    """Starts `worker` and waits until it has set `done`; True when Ctrl-C came.
+
+    In the main thread, with Python's own SIGINT handler in place, Ctrl-C is
+    taken by a temporary handler that only asks the library to cancel:
+    nothing may end the wait while the reader still runs.
+    """
+    interrupted = []
+
+    def on_interrupt(signum, frame):
+        if not interrupted:
+            interrupted.append(True)
+            reporter.cancel()
+
+    ours = (threading.current_thread() is threading.main_thread()
+            and signal.getsignal(signal.SIGINT) is signal.default_int_handler)
+    if ours:
+        signal.signal(signal.SIGINT, on_interrupt)
+    try:
+        worker.start()
+        while not done.wait(0.25):
+            pass
+    finally:
+        if ours:
+            signal.signal(signal.SIGINT, signal.default_int_handler)
+    return bool(interrupted)
+
+
 def run(function, arguments, progress=None, total=100, label="trova"):
     """Calls ``function(*arguments)`` as described above.
 
@@ -76,6 +105,9 @@ def run(function, arguments, progress=None, total=100, label="trova"):
         callback = _library.PROGRESS_CALLBACK(reporter)
         lib.TrovaSetProgressCallback(callback, None)
         outcome = {}
+        # Waited on instead of Thread.join, which, interrupted by Ctrl-C,
+        # can mark a thread as finished while it still runs.
+        done = threading.Event()
 
         def work():
             global _reader_thread
@@ -86,18 +118,11 @@ def run(function, arguments, progress=None, total=100, label="trova"):
                 outcome["error"] = error
             finally:
                 _reader_thread = None
+                done.set()
 
         worker = threading.Thread(target=work, name="trova-reader", daemon=True)
-        interrupted = False
-        worker.start()
         try:
-            while worker.is_alive():
-                try:
-                    worker.join(0.25)
-                except KeyboardInterrupt:
-                    if not interrupted:
-                        interrupted = True
-                        reporter.cancel()
+            interrupted = _wait(worker, done, reporter)
         finally:
             lib.TrovaSetProgressCallback(_library.PROGRESS_CALLBACK(), None)
             reporter.close()
