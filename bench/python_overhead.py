@@ -95,17 +95,18 @@ def measure(name, size, direct, package):
     direct()  # files into the page cache, the readers' table built
     _recording._tables.clear()
     first = timed(package)
-    c_times, py_times, own = [], [], []
+    c_times, py_times, own, own_ms = [], [], [], []
     for _ in range(REPEATS):
         c_times.append(timed(direct))
         _inner.clear()
         py_times.append(timed(package))
         own.append((py_times[-1] - _inner[0]) / _inner[0])
+        own_ms.append((py_times[-1] - _inner[0]) * 1000)
     c, py = statistics.median(c_times), statistics.median(py_times)
     print(f"{name} on {size / MIB:.0f} MiB, median of {REPEATS}:\n"
           f"  C call {c * 1000:.1f} ms, package {py * 1000:.1f} ms: {100 * (py - c) / c:+.1f} %\n"
-          f"  package over its own C call: median {100 * statistics.median(own):+.2f} %, "
-          f"max {100 * max(own):+.2f} %\n"
+          f"  package over its own C call: median {100 * statistics.median(own):+.2f} % "
+          f"({statistics.median(own_ms):.2f} ms), max {100 * max(own):+.2f} %\n"
           f"  first call (describes the recording too): {first * 1000:.1f} ms")
 
 
