@@ -26,8 +26,20 @@ def encode_path(path, name="path"):
     return encoded
 
 
+class _Span:
+    """first_time and last_time from first_seconds and last_seconds."""
+
+    @property
+    def first_time(self):
+        return to_datetime64(self.first_seconds)
+
+    @property
+    def last_time(self):
+        return to_datetime64(self.last_seconds)
+
+
 @dataclass(frozen=True)
-class FileInfo:
+class FileInfo(_Span):
     """One member of the file table, in table order."""
     path: str
     records: int
@@ -43,17 +55,9 @@ class FileInfo:
     ref_quantity: int
     power_block: bool
 
-    @property
-    def first_time(self):
-        return to_datetime64(self.first_seconds)
-
-    @property
-    def last_time(self):
-        return to_datetime64(self.last_seconds)
-
 
 @dataclass(frozen=True)
-class Recording:
+class Recording(_Span):
     """A recording's file table and, for the window asked for, its record counts.
 
     Trend recordings fill ``channel_count``, ``stat_count``, ``scalar_count``,
@@ -85,14 +89,6 @@ class Recording:
     window_samples: int
     window: dict = field(repr=False)
     search: dict = field(repr=False)
-
-    @property
-    def first_time(self):
-        return to_datetime64(self.first_seconds)
-
-    @property
-    def last_time(self):
-        return to_datetime64(self.last_seconds)
 
     def to_pandas(self):
         """The file table as a DataFrame, one row per member."""
