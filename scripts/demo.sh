@@ -46,3 +46,35 @@ echo "== voltage spectrum in percent of the fundamental over the window (trova f
 "$trova" fft-all "$first" --quantity 9 --log "$build"
 echo
 echo "diagnostic log: $build/TrovaDLL.LOG"
+echo
+
+# The same recordings from Python: the package installed into build/venv
+# (Debian's numpy, pandas and matplotlib), two plots written beside them.
+"$root/scripts/install-python.sh" "$root/build/venv" >/dev/null
+echo "== Python (build/venv/bin/python, after scripts/install-python.sh)"
+TREND="$(ls "$recording"/sample.001.trd)" HARMONIC="$first" OUT="$build" \
+  "$root/build/venv/bin/python" - <<'PYTHON'
+import os
+import warnings
+
+import trova
+from trova import plot
+
+trend_path, harmonic_path, out = os.environ["TREND"], os.environ["HARMONIC"], os.environ["OUT"]
+print(">>> print(trova.describe(trend_path))")
+print(trova.describe(trend_path))
+print(">>> trova.trend(trend_path, quantity=2, block=2, points=8).to_pandas()['mean']")
+print(trova.trend(trend_path, quantity=2, block=2, points=8).to_pandas()["mean"])
+print(">>> trova.harmonic_table(harmonic_path, percentile=0.95).to_pandas().head(6)")
+print(trova.harmonic_table(harmonic_path, percentile=0.95).to_pandas().head(6))
+print(">>> trova.trend(trend_path, block=7)   # the recording has blocks 0 to 2")
+with warnings.catch_warnings(record=True) as caught:
+    warnings.simplefilter("always")
+    trova.trend(trend_path, block=7)
+print("CorrectedArgumentWarning:", caught[0].message)
+band = plot.trend_band(trova.trend(trend_path, quantity=2, block=2, points=400),
+                       output=os.path.join(out, "trend-band.png"), ylabel="phase voltage (V)")
+heat = plot.spectrum_over_time(trova.spectrum_trend(harmonic_path, quantity=2),
+                               output=os.path.join(out, "spectrum-over-time.png"), first=1)
+print("plots:", os.path.join(out, "trend-band.png"), os.path.join(out, "spectrum-over-time.png"))
+PYTHON

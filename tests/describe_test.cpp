@@ -133,9 +133,10 @@ TEST_F(Describe, LeavesTheReadersStateAlone) {
         char label[] = "t", button[] = "b";
         std::vector<char> file(path.begin(), path.end());
         file.push_back('\0');
-        int points = 7, factor = 0, status = -1, flags[30];
-        std::vector<float> lo(30), hi(30), mean(30);
-        double times[10];
+        // Seven points for each of three channels, with room to spare.
+        int points = 7, factor = 0, status = -1, flags[64];
+        std::vector<float> lo(64), hi(64), mean(64);
+        double times[64];
         Outcome o;
         o.result = Reader_XT(2, 1, -1, -1, 0, label, file.data(), &points, lo.data(), hi.data(),
                              mean.data(), times, flags, &factor, button, &status);

@@ -99,6 +99,9 @@ def main(argv=None):
     except (trova.TrovaError, trova.TrovaLibraryError, ValueError, TypeError) as error:
         print(f"python3 -m trova: {error}", file=sys.stderr)
         return 1
+    except KeyboardInterrupt:
+        print("python3 -m trova: interrupted; the reader was cancelled", file=sys.stderr)
+        return 130
     print(args.output)
     return 0
 

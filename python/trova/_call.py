@@ -1,12 +1,17 @@
 """Running one reader call: one call at a time, progress, cancel and Ctrl-C.
 
-The blocking C call runs on a helper thread while the calling thread waits
-for it, so that Ctrl-C (SIGINT) reaches Python during the call: it asks the
-library to cancel (the dialog's button), waits for the reader to stop and
-then raises KeyboardInterrupt. The library stays usable.
+The C call runs on the calling thread (the library calls the progress
+callback there too). Ctrl-C cannot interrupt a C call, so in the main
+thread the call is bracketed by ``signal.set_wakeup_fd`` and a SIGINT
+handler that only takes note: Python's C-level signal handler writes the
+signal's number to a pipe, a watcher thread reads it and asks the library
+to cancel (the dialog's button), and when the reader has stopped the call
+raises KeyboardInterrupt. The library stays usable.
 """
 from __future__ import annotations
 
+import os
+import signal
 import sys
 import threading
 
@@ -14,7 +19,59 @@ from . import _library
 from .status import ReaderBusyError
 
 _call_lock = threading.Lock()
-_reader_thread = None  # ident of the helper thread while a call runs
+_owner = None  # ident of the thread inside a call
+
+
+class _Watcher:
+    """Reads the signal wakeup pipe; a SIGINT during a call cancels it.
+
+    Other bytes go on to the wakeup fd that was set before, if any. A zero
+    byte is the caller's marker: once it is read, every earlier byte has
+    been dealt with (so no late cancel reaches the next call).
+    """
+
+    def __init__(self):
+        self.read_end, self.write_end = os.pipe()
+        os.set_blocking(self.write_end, False)
+        self.active = False
+        self.forward = -1
+        self.drained = threading.Event()
+        threading.Thread(target=self._watch, name="trova-sigint", daemon=True).start()
+
+    def _watch(self):
+        while True:
+            data = os.read(self.read_end, 512)
+            if self.active and signal.SIGINT in data:
+                _library.library().TrovaRequestCancel()
+            signals = data.replace(b"\0", b"")
+            if signals and self.forward >= 0:
+                try:
+                    os.write(self.forward, signals)
+                except OSError:
+                    pass
+            if 0 in data:
+                self.drained.set()
+
+    def drain(self):
+        self.drained.clear()
+        os.write(self.write_end, b"\0")
+        self.drained.wait(5.0)
+
+
+_watcher = None
+
+
+def _watching():
+    """The watcher, in the main thread while Python's own SIGINT handler is
+    in place; else None (Ctrl-C is then not this package's to handle)."""
+    global _watcher
+    if threading.current_thread() is not threading.main_thread():
+        return None
+    if signal.getsignal(signal.SIGINT) is not signal.default_int_handler:
+        return None
+    if _watcher is None:
+        _watcher = _Watcher()
+    return _watcher
 
 
 class _Progress:
@@ -68,43 +125,36 @@ def run(function, arguments, progress=None, total=100, label="trova"):
 
     Returns (the function's result, whether a cancel was requested).
     """
-    if threading.get_ident() == _reader_thread:
+    global _owner
+    if _call_lock.locked() and _owner == threading.get_ident():
         raise ReaderBusyError("a reader cannot be called from inside a progress callback")
     reporter = _Progress(progress, total, label)
     lib = _library.library()
+    interrupted = []
     with _call_lock:
-        callback = _library.PROGRESS_CALLBACK(reporter)
+        _owner = threading.get_ident()
+        watcher = _watching()
+        callback = _library.PROGRESS_CALLBACK(reporter)  # kept alive for the call
         lib.TrovaSetProgressCallback(callback, None)
-        outcome = {}
-
-        def work():
-            global _reader_thread
-            _reader_thread = threading.get_ident()
-            try:
-                outcome["result"] = function(*arguments)
-            except BaseException as error:  # pragma: no cover - ctypes raises only on misuse
-                outcome["error"] = error
-            finally:
-                _reader_thread = None
-
-        worker = threading.Thread(target=work, name="trova-reader", daemon=True)
-        interrupted = False
-        worker.start()
         try:
-            while worker.is_alive():
-                try:
-                    worker.join(0.25)
-                except KeyboardInterrupt:
-                    if not interrupted:
-                        interrupted = True
-                        reporter.cancel()
+            if watcher is not None:
+                signal.signal(signal.SIGINT, lambda signum, frame: interrupted.append(signum))
+                watcher.forward = signal.set_wakeup_fd(watcher.write_end,
+                                                       warn_on_full_buffer=False)
+                watcher.active = True
+            result = function(*arguments)
         finally:
+            _owner = None
+            if watcher is not None:
+                watcher.active = False
+                signal.set_wakeup_fd(watcher.forward)
+                signal.signal(signal.SIGINT, signal.default_int_handler)
             lib.TrovaSetProgressCallback(_library.PROGRESS_CALLBACK(), None)
             reporter.close()
+        if interrupted:
+            watcher.drain()
     if interrupted:
         raise KeyboardInterrupt
-    if "error" in outcome:
-        raise outcome["error"]
     if reporter.error is not None:
         raise reporter.error
-    return outcome["result"], reporter.cancel_requested
+    return result, reporter.cancel_requested

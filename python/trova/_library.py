@@ -186,12 +186,12 @@ def _open(where, path):
     try:
         handle = ctypes.CDLL(path)
     except OSError as error:
-        raise TrovaLibraryError(f"trova: cannot load {path} (from {where}): {error}") from None
+        raise TrovaLibraryError(f"cannot load {path} (from {where}): {error}") from None
     missing = [name for name in list(READER_PROTOTYPES) + list(HOST_PROTOTYPES)
                if not hasattr(handle, name)]
     if missing:
         raise TrovaLibraryError(
-            f"trova: {path} (from {where}) is not the trova library this package expects: "
+            f"{path} (from {where}) is not the trova library this package expects: "
             f"it lacks {', '.join(missing)}")
     _bind(handle)
     handle._trova_path = path
@@ -201,7 +201,7 @@ def _open(where, path):
 def _load():
     override = os.environ.get(ENV_VARIABLE)
     if override and not os.path.exists(override):
-        raise TrovaLibraryError(f"trova: {ENV_VARIABLE} names {override}, which does not exist")
+        raise TrovaLibraryError(f"{ENV_VARIABLE} names {override}, which does not exist")
     tried = []
     for where, path in candidate_paths():
         if path is None or (where != "the system" and not os.path.exists(path)):
@@ -209,7 +209,7 @@ def _load():
             continue
         return _open(where, path)
     raise TrovaLibraryError(
-        "trova: libtrova.so not found; looked at " + "; ".join(tried) +
+        "libtrova.so not found; looked at " + "; ".join(tried) +
         f". Install the package with scripts/install-python.sh or set {ENV_VARIABLE} to the "
         "library's path.")
 

@@ -23,7 +23,8 @@ from dataclasses import dataclass
 import numpy as np
 
 from . import _call, _library
-from .recording import describe, encode_path
+from ._times import to_seconds
+from .recording import encode_path, table
 from .results import CurveResult, HistogramResult, SpectrumTrendResult, TableResult, TrendResult
 from .status import (BAD_MINMAX, BAD_QUANTITY, BUSY, CANCELLED, NO_FILES, NO_POWER_BLOCK,
                      CorrectedArgumentWarning, ReaderBusyError, RecordingNotFoundError)
@@ -110,9 +111,8 @@ class _Call:
     def __init__(self, export, path, start, stop, variant, arguments):
         self.export = export
         self.encoded = encode_path(path)
-        self.recording = describe(path, start, stop, variant)
-        self.start = self.recording.start_seconds
-        self.stop = self.recording.stop_seconds
+        self.start, self.stop = to_seconds(start, "start"), to_seconds(stop, "stop")
+        self.recording = table(path, variant)
         self.arguments = arguments
         self.function = getattr(_library.library(), export)
 
@@ -162,30 +162,43 @@ def _trend_channels(rec, quantity, status):
     return max(rec.channel_count, 1) if read >= rec.scalar_count else 1
 
 
+def _series_result(common, values, rows, times, points, count, flags, factor, axis):
+    """A TrendResult from min/max/mean arrays, a CurveResult from one array."""
+    series = dict(seconds=_times(times, points, count), flags=flags[:count],
+                  interleave_factor=factor, axis=axis)
+    if len(values) == 1:
+        return CurveResult(**common, **series, values=values[0, :rows, :count])
+    return TrendResult(**common, **series, min=values[0, :rows, :count],
+                       max=values[1, :rows, :count], mean=values[2, :rows, :count])
+
+
+def _trend_series(export, path, quantity, block, points, start, stop, ext_ref, progress):
+    args = dict(quantity=quantity, block=block, points=points, start=start, stop=stop,
+                ext_ref=ext_ref)
+    call, quantity, block, ext, corrections = _trend_setup(export, path, quantity, block,
+                                                           start, stop, ext_ref, args)
+    n = _points(points)
+    channels = max(call.recording.channel_count, 1)
+    values = np.zeros((3 if export == "Reader_XT" else 1, channels, n), np.float32)
+    times, flags = np.zeros(2 * n), np.zeros(n, np.int32)
+    count_in, factor, status = c_int(n), c_int(0), c_int(0)
+    count = call.run((quantity, block, call.start, call.stop, ext, LABEL, call.encoded,
+                      byref(count_in), *[_ptr(v, c_float) for v in values],
+                      _ptr(times, c_double), _ptr(flags, c_int), byref(factor), BUTTON,
+                      byref(status)), progress)
+    common = call.finish(status.value, corrections)
+    return _series_result(common, values, _trend_channels(call.recording, quantity, status.value),
+                          times, n, count, flags, factor.value, "channel")
+
+
 def trend(path, quantity=2, block=2, points=500, start=None, stop=None, ext_ref=None,
           progress=None):
     """Reader_XT: min/max/mean of ``quantity`` in statistic ``block`` per group
     of records, at most ``points`` points per channel. ``ext_ref``: None,
     'reference' (divide by the recording's reference quantity) or a number to
     divide by. Returns a :class:`TrendResult` (channel, point)."""
-    args = dict(quantity=quantity, block=block, points=points, start=start, stop=stop,
-                ext_ref=ext_ref)
-    call, quantity, block, ext, corrections = _trend_setup("Reader_XT", path, quantity, block,
-                                                           start, stop, ext_ref, args)
-    n = _points(points)
-    channels = max(call.recording.channel_count, 1)
-    values = np.zeros((3, channels, n), np.float32)
-    times, flags = np.zeros(2 * n), np.zeros(n, np.int32)
-    count_in, factor, status = c_int(n), c_int(0), c_int(0)
-    count = call.run((quantity, block, call.start, call.stop, ext, LABEL, call.encoded,
-                      byref(count_in), _ptr(values[0], c_float), _ptr(values[1], c_float),
-                      _ptr(values[2], c_float), _ptr(times, c_double), _ptr(flags, c_int),
-                      byref(factor), BUTTON, byref(status)), progress)
-    common = call.finish(status.value, corrections)
-    c = _trend_channels(call.recording, quantity, status.value)
-    return TrendResult(**common, seconds=_times(times, n, count), flags=flags[:count],
-                       interleave_factor=factor.value, min=values[0, :c, :count],
-                       max=values[1, :c, :count], mean=values[2, :c, :count])
+    return _trend_series("Reader_XT", path, quantity, block, points, start, stop, ext_ref,
+                         progress)
 
 
 def decimated_trend(path, quantity=2, block=2, points=500, start=None, stop=None, ext_ref=None,
@@ -193,22 +206,8 @@ def decimated_trend(path, quantity=2, block=2, points=500, start=None, stop=None
     """Reader_XT2: ``quantity`` decimated for drawing (every bin's minimum and
     maximum), at most ``points`` values per channel. Returns a
     :class:`CurveResult` (channel, point)."""
-    args = dict(quantity=quantity, block=block, points=points, start=start, stop=stop,
-                ext_ref=ext_ref)
-    call, quantity, block, ext, corrections = _trend_setup("Reader_XT2", path, quantity, block,
-                                                           start, stop, ext_ref, args)
-    n = _points(points)
-    channels = max(call.recording.channel_count, 1)
-    values = np.zeros((channels, n), np.float32)
-    times, flags = np.zeros(2 * n), np.zeros(n, np.int32)
-    count_in, factor, status = c_int(n), c_int(0), c_int(0)
-    count = call.run((quantity, block, call.start, call.stop, ext, LABEL, call.encoded,
-                      byref(count_in), _ptr(values, c_float), _ptr(times, c_double),
-                      _ptr(flags, c_int), byref(factor), BUTTON, byref(status)), progress)
-    common = call.finish(status.value, corrections)
-    c = _trend_channels(call.recording, quantity, status.value)
-    return CurveResult(**common, seconds=_times(times, n, count), flags=flags[:count],
-                       interleave_factor=factor.value, values=values[:c, :count])
+    return _trend_series("Reader_XT2", path, quantity, block, points, start, stop, ext_ref,
+                         progress)
 
 
 def histogram(path, quantity=2, block=2, start=None, stop=None, ext_ref=None, value_range=None,
@@ -374,13 +373,8 @@ def harmonic_trend(path, quantity=2, harmonic=0, value_set=0, points=500, start=
     # Reader_FFT_XT1 returns the index of its last point, the others the count.
     count = max(returned + 1, 0) if call.export == "Reader_FFT_XT1" else returned
     common = call.finish(status.value, corrections)
-    p = _harmonic_phases(call, codes, quantity, status.value)
-    series = dict(seconds=_times(times, n, count), flags=flags[:count],
-                  interleave_factor=factor.value, axis="phase")
-    if decimated:
-        return CurveResult(**common, **series, values=values[0, :p, :count])
-    return TrendResult(**common, **series, min=values[0, :p, :count], max=values[1, :p, :count],
-                       mean=values[2, :p, :count])
+    return _series_result(common, values, _harmonic_phases(call, codes, quantity, status.value),
+                          times, n, count, flags, factor.value, "phase")
 
 
 def spectrum_trend(path, quantity=1, value_set=0, start=None, stop=None, first_harmonic=0,

@@ -26,8 +26,20 @@ def encode_path(path, name="path"):
     return encoded
 
 
+class _Span:
+    """first_time and last_time from first_seconds and last_seconds."""
+
+    @property
+    def first_time(self):
+        return to_datetime64(self.first_seconds)
+
+    @property
+    def last_time(self):
+        return to_datetime64(self.last_seconds)
+
+
 @dataclass(frozen=True)
-class FileInfo:
+class FileInfo(_Span):
     """One member of the file table, in table order."""
     path: str
     records: int
@@ -43,17 +55,9 @@ class FileInfo:
     ref_quantity: int
     power_block: bool
 
-    @property
-    def first_time(self):
-        return to_datetime64(self.first_seconds)
-
-    @property
-    def last_time(self):
-        return to_datetime64(self.last_seconds)
-
 
 @dataclass(frozen=True)
-class Recording:
+class Recording(_Span):
     """A recording's file table and, for the window asked for, its record counts.
 
     Trend recordings fill ``channel_count``, ``stat_count``, ``scalar_count``,
@@ -85,14 +89,6 @@ class Recording:
     window_samples: int
     window: dict = field(repr=False)
     search: dict = field(repr=False)
-
-    @property
-    def first_time(self):
-        return to_datetime64(self.first_seconds)
-
-    @property
-    def last_time(self):
-        return to_datetime64(self.last_seconds)
 
     def to_pandas(self):
         """The file table as a DataFrame, one row per member."""
@@ -189,3 +185,39 @@ def describe(path, start=None, stop=None, variant="auto"):
                 "start_selected": bool(info.startSelected),
                 "stop_selected": bool(info.stopSelected)},
         search=_search(info))
+
+
+# ---- the readers' view: one description per recording, reused ---------------
+# Building a description reads every member, which costs about as much as
+# reading the recording once; the readers only need the table's shape
+# (channels, phases, harmonic counts), so it is kept while the directory
+# and every member are unchanged (the directory's mtime changes when a
+# member appears or goes; a member's size and mtime when it is rewritten).
+
+_TABLES_KEPT = 32
+_tables = {}
+
+
+def _signature(recording):
+    try:
+        marks = [os.stat(recording.search["directory"] or ".").st_mtime_ns]
+        for member in recording.files:
+            status = os.stat(member.path)
+            marks.append((status.st_ino, status.st_size, status.st_mtime_ns))
+    except OSError:
+        return None
+    return tuple(marks)
+
+
+def table(path, variant):
+    """describe(path, variant=variant) of the whole recording, reused while
+    its files are unchanged."""
+    key = (encode_path(path), variant)
+    kept = _tables.get(key)
+    if kept is not None and kept[1] is not None and _signature(kept[0]) == kept[1]:
+        return kept[0]
+    recording = describe(path, variant=variant)
+    if len(_tables) >= _TABLES_KEPT:
+        _tables.pop(next(iter(_tables)))
+    _tables[key] = (recording, _signature(recording))
+    return recording

@@ -2,7 +2,7 @@
 
 Every result has ``reader`` (the export), ``path``, ``status``,
 ``status_text``, ``cancelled``, ``arguments`` (the keyword arguments of the
-call), ``recording`` (what :func:`trova.describe` reported) and three
+call), ``recording`` (:func:`trova.describe` of the whole recording) and three
 conversions: ``to_pandas()``, ``to_xarray()`` and ``to_long()``. The long
 form is the same for every result: one row per value, with the result's
 dimensions as columns (some of ``time``, ``channel``/``phase``,
@@ -30,10 +30,6 @@ class Result:
     @property
     def status_text(self):
         return meaning(self.status)
-
-    def _frame(self, columns, rows):
-        import pandas as pd
-        return pd.DataFrame(dict(zip(columns, rows)))
 
     def _xarray(self):
         try:
@@ -237,9 +233,12 @@ class TableResult(Result):
         import pandas as pd
         phases, harmonics = self.table.shape
         table = pd.DataFrame({"phase": np.repeat(np.arange(phases), harmonics),
-                              "harmonic": np.tile(np.arange(harmonics), phases),
+                              "harmonic": pd.array(np.tile(np.arange(harmonics), phases),
+                                                   dtype="Int64"),
                               "statistic": "percentile", "value": self.table.ravel()})
-        pairs = [pd.DataFrame({"phase": np.arange(phases), "harmonic": -1, "statistic": name,
-                               "value": values})
+        # the per-phase values A and B belong to no harmonic position
+        pairs = [pd.DataFrame({"phase": np.arange(phases),
+                               "harmonic": pd.array([pd.NA] * phases, dtype="Int64"),
+                               "statistic": name, "value": values})
                  for name, values in (("value_a", self.value_a), ("value_b", self.value_b))]
         return pd.concat([table] + pairs, ignore_index=True)
