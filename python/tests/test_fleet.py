@@ -9,39 +9,21 @@ import sys
 import pandas as pd
 import pytest
 
-pytest.importorskip("distributed")
-
-import trova  # noqa: E402
-from trova import fleet  # noqa: E402
-
-CHECKOUT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+import trova
+from conftest import write
+from trova import fleet
 
 
 @pytest.fixture(scope="module")
-def write_recording():
-    """Writes a recording with the project's recording writer."""
-    import glob
-    tool = os.environ.get("TROVA_WRITEREC") or next(iter(sorted(glob.glob(
-        os.path.join(CHECKOUT, "build", "*", "tools", "recwriter", "trova-writerec")))), None)
-    if tool is None:
-        pytest.fail("trova-writerec is not built (set TROVA_WRITEREC or build the tools)")
-
-    def write(directory, kind, **keys):
-        subprocess.run([tool, str(directory), kind] + [f"{k}={v}" for k, v in keys.items()],
-                       check=True, capture_output=True)
-    return write
-
-
-@pytest.fixture(scope="module")
-def tree(tmp_path_factory, write_recording):
+def tree(tmp_path_factory):
     root = tmp_path_factory.mktemp("fleet")
     site_a, site_b = root / "site-a", root / "site-b" / "deeper"
     site_b.mkdir(parents=True)
     site_a.mkdir()
-    write_recording(site_a, "harmonic", files="12,8", stem="feeder1", base=2, step=0.5)
-    write_recording(site_a, "harmonic", files="6", stem="feeder2", harmonics=9, channel_code=2)
-    write_recording(site_b, "harmonic", files="5,5,5", stem="feeder3", base=7)
-    write_recording(site_b, "trend", files="10", stem="volts")        # no harmonics: a failed row
+    write(site_a, "harmonic", files="12,8", stem="feeder1", base=2, step=0.5)
+    write(site_a, "harmonic", files="6", stem="feeder2", harmonics=9, channel_code=2)
+    write(site_b, "harmonic", files="5,5,5", stem="feeder3", base=7)
+    write(site_b, "trend", files="10", stem="volts")        # no harmonics: a failed row
     (site_b / "feeder3.dat").write_bytes(b"decoy: no middle part")
     (site_b / "feeder3.004.dat").write_bytes(b"")                     # an empty member
     (site_a / "broken.001.dat").write_bytes(b"\x00\x07not a recording")
