@@ -78,3 +78,22 @@ heat = plot.spectrum_over_time(trova.spectrum_trend(harmonic_path, quantity=2),
                                output=os.path.join(out, "spectrum-over-time.png"), first=1)
 print("plots:", os.path.join(out, "trend-band.png"), os.path.join(out, "spectrum-over-time.png"))
 PYTHON
+echo
+
+# A fleet: a handful of generated recordings in a tree, one reader over all
+# of them in two worker processes (a local Dask cluster).
+fleet="$build/sample-fleet"
+rm -rf "$fleet"
+writerec="$root/build/python/tools/recwriter/trova-writerec"
+for site in 1 2 3; do
+  mkdir -p "$fleet/site-$site"
+  "$writerec" "$fleet/site-$site" harmonic files=30,30 stem=feeder base="$site" step=0.1 >/dev/null
+done
+"$writerec" "$fleet/site-3" trend files=20 stem=volts >/dev/null      # not a harmonic recording
+printf 'not a recording' > "$fleet/site-2/feeder.dat"                  # a decoy
+echo "== fleet: 95 % tables of every recording below $fleet, two workers"
+echo "   (python3 -m trova fleet $fleet --workers 2 -o fleet-table.csv harmonic-table --percentile 0.95)"
+"$root/build/venv/bin/python" -m trova fleet "$fleet" --workers 2 \
+  -o "$build/fleet-table.csv" harmonic-table --percentile 0.95 2>&1
+echo "first rows of $build/fleet-table.csv:"
+head -4 "$build/fleet-table.csv"

@@ -6,6 +6,7 @@
     python3 -m trova plot spectrum PATH [--quantity 1 --first 1] -o spectrum.png
     python3 -m trova plot spectrum-time PATH [--phase 0] -o heat.png
     python3 -m trova plot table PATH [--percentile 0.95] -o table.png
+    python3 -m trova fleet ROOT harmonic-table --percentile 0.95 --flagged 0 -o table.csv
 
 trend and histogram read a trend recording with the trend readers and a
 harmonic recording with the harmonic ones (position --harmonic).
@@ -39,6 +40,8 @@ def _parser():
     plot.add_argument("--phase", type=int, default=0, help="phase of the spectrum heat map")
     plot.add_argument("--first", type=int, default=0, help="first harmonic position drawn")
     plot.add_argument("--title")
+    from ._fleet_cli import add_parser as add_fleet_parser
+    add_fleet_parser(commands)
     return parser
 
 
@@ -79,6 +82,8 @@ def _read(args, trova):
 def main(argv=None):
     args = _parser().parse_args(argv)
     import trova
+    if args.command == "fleet":
+        return args.run(args)
     try:
         if args.command == "describe":
             print(trova.describe(args.path))
