@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "files/file_table.h"
 #include "fuzz_input.h"
@@ -14,11 +15,14 @@
 
 namespace trova::fuzz {
 
-// Made once per process; the log is off and the completion pause 0.
+// Made once per process under $TMPDIR (else /tmp; a campaign puts it on a
+// memory file system); the log is off and the completion pause 0.
 inline const std::string &Directory() {
     static const std::string dir = [] {
-        char pattern[] = "/tmp/trova-fuzz-XXXXXX";
-        const char *made = mkdtemp(pattern);
+        const char *base = std::getenv("TMPDIR");
+        std::string pattern = std::string(base != nullptr && *base ? base : "/tmp") +
+                              "/trova-fuzz-XXXXXX";
+        const char *made = mkdtemp(pattern.data());
         if (made == nullptr) std::abort();
         TrovaSetLogDirectory(nullptr);
         TrovaSetCompletionPause(0);
@@ -27,18 +31,21 @@ inline const std::string &Directory() {
     return dir;
 }
 
-// Writes the input's files as fz.001<extension> to fz.003<extension>
+constexpr int kMaxMembers = 4;
+
+// Writes the input's files as fz.001<extension> to fz.004<extension>
 // (removing those it does not have) and forgets the cached file table, as
 // every input is a new recording. Returns the path of the first member.
-inline std::string WriteMembers(const ReaderInput &in, const std::string &extension) {
+inline std::string WriteMembers(const std::vector<std::vector<uint8_t>> &files,
+                                const std::string &extension) {
     const std::string &dir = Directory();
-    for (int f = 0; f < 3; ++f) {
+    for (int f = 0; f < kMaxMembers; ++f) {
         const std::string path = dir + "/fz.00" + std::to_string(f + 1) + extension;
         std::remove(path.c_str());
-        if (f >= static_cast<int>(in.files.size())) continue;
+        if (f >= static_cast<int>(files.size())) continue;
         if (std::FILE *out = std::fopen(path.c_str(), "wb")) {
             // An empty member stays empty (fwrite must not see a null buffer).
-            if (!in.files[f].empty()) std::fwrite(in.files[f].data(), 1, in.files[f].size(), out);
+            if (!files[f].empty()) std::fwrite(files[f].data(), 1, files[f].size(), out);
             std::fclose(out);
         }
     }

@@ -1,8 +1,8 @@
 // A driver for the fuzz targets that needs no fuzzing engine: it runs the
 // target over files named on the command line, or, with no arguments, over
-// recordings made by the recording writer (trend recordings, or harmonic
-// ones for the targets that ask for them) and deterministic mutations of
-// them. CTest runs it this way under the sanitizers.
+// seeds made with the recording writer (reader calls of every kind on
+// recordings of their variant, or bare member files) and deterministic
+// mutations of them. CTest runs it this way under the sanitizers.
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -14,15 +14,17 @@
 #include "recording_writer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
-// A target that reads harmonic recordings defines this (returning true) to
-// be seeded with harmonic recordings instead of trend recordings.
-extern "C" __attribute__((weak)) bool TrovaFuzzHarmonicSeeds();
+// The reader target defines this (returning true) to be seeded with encoded
+// reader calls (fuzz_input.h); the others get the bytes of a member file.
+extern "C" __attribute__((weak)) bool TrovaFuzzReaderSeeds();
 
 namespace {
 
 using trova::rec::SplitMix64;
 
-// A harmonic recording of one to three files: any phase count the readers
+int Below(SplitMix64 &random, int n) { return static_cast<int>(random.next() % unsigned(n)); }
+
+// A harmonic recording of one to four files: any phase count the readers
 // know (and one they do not), a harmonic count that may differ per file,
 // with or without power block.
 trova::rec::RecordingPlan HarmonicSeedPlan(SplitMix64 &random) {
@@ -30,71 +32,73 @@ trova::rec::RecordingPlan HarmonicSeedPlan(SplitMix64 &random) {
     trova::rec::RecordingPlan plan;
     plan.kind = trova::rec::Kind::Harmonic;
     trova::rec::HarmonicFormat &format = plan.harmonic;
-    format.channelCode = kChannelCodes[random.next() % 5];
-    format.harmonics = static_cast<int>(random.next() % 60);
-    format.powerBlock = random.next() % 3 != 0;
-    format.recordParts = 1 + static_cast<int>(random.next() % 3);
-    format.extraRecordBytes = random.next() % 2 ? 8 : 0;
-    format.headerPadding = random.next() % 2 ? 12 : 0;
-    const int files = 1 + static_cast<int>(random.next() % 3);
+    format.channelCode = kChannelCodes[Below(random, 5)];
+    format.harmonics = Below(random, 60);
+    format.powerBlock = Below(random, 3) != 0;
+    format.recordParts = 1 + Below(random, 3);
+    format.extraRecordBytes = Below(random, 2) ? 8 : 0;
+    format.headerPadding = Below(random, 2) ? 12 : 0;
+    const int files = 1 + Below(random, 4);
     for (int f = 0; f < files; ++f) {
-        trova::rec::MemberPlan &member =
-            plan.add(1 + static_cast<int>(random.next() % 8), f ? 5.0 : 0.0);
-        if (random.next() % 3 == 0) {
+        trova::rec::MemberPlan &member = plan.add(1 + Below(random, 8), f ? 5.0 : 0.0);
+        if (Below(random, 3) == 0) {
             trova::rec::HarmonicFormat other = format;
-            other.harmonics = static_cast<int>(random.next() % 60);
+            other.harmonics = Below(random, 60);
             member.harmonic = other;
         }
     }
     return plan;
 }
 
-std::vector<uint8_t> MakeSeed(SplitMix64 &random) {
-    if (TrovaFuzzHarmonicSeeds != nullptr && TrovaFuzzHarmonicSeeds()) {
-        trova::rec::RecordingPlan plan = HarmonicSeedPlan(random);
-        plan.seed = random.next();
-        plan.flags = trova::rec::everyKth(1 + static_cast<int>(random.next() % 5), 2);
-        const trova::rec::Recording recording = trova::rec::buildRecording(plan);
-        trova::fuzz::ReaderInput in;
-        for (const auto &file : recording.contents) in.files.push_back(file);
-        in.quantity = static_cast<int>(random.next() % 20) - 1;
-        in.minMax = static_cast<int>(random.next() % 3);
-        in.points = static_cast<int>(random.next() % 40) - 1;
-        in.extRef = random.next() % 2 ? -1.0f : 230.0f;  // byte 4: positions -1 and 230
-        const auto &table = recording.info.files;
-        const double first = table.front().firstTime, last = table.back().lastTime;
-        in.tStart = first + (last - first) * random.unit() - 2.0;
-        in.tStop = first + (last - first) * random.unit() + 2.0;
-        return trova::fuzz::EncodeReaderInput(in, random.next() % 3 == 0, random.next() % 3 == 0);
-    }
+// A trend recording of one to four files of any block layout.
+trova::rec::RecordingPlan TrendSeedPlan(SplitMix64 &random) {
     trova::rec::RecordingPlan plan;
     trova::rec::TrendFormat &format = plan.trend;
-    format.channels = static_cast<int>(random.next() % 7);
-    format.statMask = static_cast<int>(random.next() % 8) | 1;
-    format.scalars = static_cast<int>(random.next() % 4);
-    format.perChannel = static_cast<int>(random.next() % 5);
-    format.refQuantity = static_cast<int>(random.next() % (format.scalars + format.perChannel + 1));
-    format.recordParts = 1 + static_cast<int>(random.next() % 3);
-    format.extraRecordBytes = random.next() % 2 ? 8 : 0;
-    format.headerPadding = random.next() % 2 ? 12 : 0;
-    plan.seed = random.next();
-    plan.flags = trova::rec::everyKth(1 + static_cast<int>(random.next() % 5), 2);
-    const int files = 1 + static_cast<int>(random.next() % 3);
-    for (int f = 0; f < files; ++f) plan.add(1 + static_cast<int>(random.next() % 20), f ? 5.0 : 0.0);
-    const trova::rec::Recording recording = trova::rec::buildRecording(plan);
+    format.channels = Below(random, 7);
+    format.statMask = Below(random, 8) | 1;
+    format.scalars = Below(random, 4);
+    format.perChannel = Below(random, 5);
+    format.refQuantity = Below(random, format.scalars + format.perChannel + 1);
+    format.recordParts = 1 + Below(random, 3);
+    format.extraRecordBytes = Below(random, 2) ? 8 : 0;
+    format.headerPadding = Below(random, 2) ? 12 : 0;
+    const int files = 1 + Below(random, 4);
+    for (int f = 0; f < files; ++f) plan.add(1 + Below(random, 20), f ? 5.0 : 0.0);
+    return plan;
+}
 
-    trova::fuzz::ReaderInput in;
-    for (const auto &file : recording.contents) in.files.push_back(file);
-    in.quantity = static_cast<int>(random.next() % 12) - 1;
-    in.minMax = static_cast<int>(random.next() % 5) - 1;
-    in.points = static_cast<int>(random.next() % 40) - 1;
-    static const float kExtRefs[] = {-1.0f, 230.0f, 0.0f};
-    in.extRef = kExtRefs[random.next() % 3];
+// Seed `index` calls reader kind 1 + index % 13 on a recording of its
+// variant, with arguments spread over their meaningful ranges and a few
+// beyond.
+std::vector<uint8_t> MakeSeed(int index, SplitMix64 &random) {
+    trova::fuzz::ReaderCall call;
+    call.kind = 1 + index % 13;
+    const bool harmonic = call.kind <= 10;
+    trova::rec::RecordingPlan plan = harmonic ? HarmonicSeedPlan(random) : TrendSeedPlan(random);
+    plan.seed = random.next();
+    plan.flags = trova::rec::everyKth(1 + Below(random, 5), 2);
+    const trova::rec::Recording recording = trova::rec::buildRecording(plan);
+    if (TrovaFuzzReaderSeeds == nullptr || !TrovaFuzzReaderSeeds()) {
+        return recording.contents.front();
+    }
+    for (const auto &file : recording.contents) call.files.push_back(file);
+    call.quantity = Below(random, harmonic ? 20 : 12) - 1;
+    call.minMax = Below(random, 5) - 1;
+    call.points = Below(random, 40) - 1;
+    call.harmonic = Below(random, 60) - 1;
+    call.firstHarmonic = Below(random, 4) - 1;
+    call.join = Below(random, 3);
+    call.hMinMax = Below(random, 3);
+    call.flagged = Below(random, 2);
+    static const float kValues[] = {-1.0f, 230.0f, 0.0f, 0.5f, 0.95f, 1.5f};
+    call.value = kValues[Below(random, 6)];
+    call.hMin = Below(random, 3) * 50.0 - 10.0;
+    call.hMax = call.hMin + Below(random, 4) * 40.0;
     const auto &table = recording.info.files;
     const double first = table.front().firstTime, last = table.back().lastTime;
-    in.tStart = first + (last - first) * random.unit() - 2.0;
-    in.tStop = first + (last - first) * random.unit() + 2.0;
-    return trova::fuzz::EncodeReaderInput(in, random.next() % 3 == 0, random.next() % 3 == 0);
+    call.tStart = first + (last - first) * random.unit() - 2.0;
+    call.tStop = first + (last - first) * random.unit() + 2.0;
+    return trova::fuzz::EncodeReaderCall(call, Below(random, 3) == 0, Below(random, 3) == 0);
 }
 
 std::vector<uint8_t> Mutate(std::vector<uint8_t> data, SplitMix64 &random) {
@@ -104,7 +108,7 @@ std::vector<uint8_t> Mutate(std::vector<uint8_t> data, SplitMix64 &random) {
         switch (random.next() % 4) {
         case 0: data[at] = static_cast<uint8_t>(random.next()); break;
         case 1: data[at] ^= static_cast<uint8_t>(1u << (random.next() % 8)); break;
-        case 2: data.resize(at > 21 ? at : data.size()); break;
+        case 2: data.resize(at > trova::fuzz::kReaderCallHeader ? at : data.size()); break;
         default: data.insert(data.begin() + static_cast<std::ptrdiff_t>(at), static_cast<uint8_t>(random.next())); break;
         }
     }
@@ -123,12 +127,21 @@ int main(int argc, char **argv) {
         }
         return 0;
     }
-    const int seeds = std::getenv("TROVA_FUZZ_SEEDS") ? std::atoi(std::getenv("TROVA_FUZZ_SEEDS")) : 60;
+    const int seeds = std::getenv("TROVA_FUZZ_SEEDS") ? std::atoi(std::getenv("TROVA_FUZZ_SEEDS")) : 65;
     const int mutations = 20;
     SplitMix64 random(20261122);
+    // TROVA_FUZZ_WRITE_SEEDS=DIR: the seeds go there as files (a campaign's
+    // starting corpus) and nothing runs.
+    const char *seedDirectory = std::getenv("TROVA_FUZZ_WRITE_SEEDS");
     long runs = 0;
     for (int s = 0; s < seeds; ++s) {
-        const std::vector<uint8_t> seed = MakeSeed(random);
+        const std::vector<uint8_t> seed = MakeSeed(s, random);
+        if (seedDirectory != nullptr) {
+            std::ofstream out(std::string(seedDirectory) + "/seed-" + std::to_string(s),
+                              std::ios::binary);
+            out.write(reinterpret_cast<const char *>(seed.data()), std::streamsize(seed.size()));
+            continue;
+        }
         LLVMFuzzerTestOneInput(seed.data(), seed.size());
         for (int m = 0; m < mutations; ++m) {
             const std::vector<uint8_t> mutated = Mutate(seed, random);

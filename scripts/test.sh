@@ -2,7 +2,8 @@
 # Every test: installs what is missing (as root on Debian), builds with
 # warnings as errors and runs the suites, the Python package's tests on the
 # package installed into build/venv, then the C++ suites again under the address and
-# undefined-behaviour sanitizers, then the Windows leg: trova.dll cross-built
+# undefined-behaviour sanitizers, then the concurrency tests under the thread
+# sanitizer (only the test program is built), then the Windows leg: trova.dll cross-built
 # with mingw-w64 and its host program run under Wine on a virtual display.
 #
 # Without the Windows tools and no way to install them (not root, not
@@ -44,6 +45,14 @@ TROVA_WRITEREC="$root/build/python/tools/recwriter/trova-writerec" TROVA_EXPECT_
   "$root/build/venv/bin/python" -m pytest -q -p no:cacheprovider "$root/python/tests"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   run_suite test-sanitize -DCMAKE_BUILD_TYPE=Debug -DTROVA_SANITIZE=ON
+
+echo "== test-thread-sanitizer (concurrency tests)"
+tsan_build="$root/build/test-tsan"
+cmake -S "$root" -B "$tsan_build" -DTROVA_WERROR=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DTROVA_SANITIZE_THREAD=ON >/dev/null
+cmake --build "$tsan_build" -j"$jobs" --target trova_tests >/dev/null
+TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 "$tsan_build/tests/trova_tests" \
+  --gtest_brief=1 --gtest_filter='Concurrency*:*Reentered*:Platform*'
 
 if [ "$windows_ready" = 1 ]; then
   echo "== windows (trova.dll under Wine)"

@@ -113,6 +113,58 @@ TEST_F(FrameTest, RefusedPathGivesStatusThreeWithoutDialogOnEveryExport) {
     }
 }
 
+// Every export called from the running call's progress callback (its own
+// thread) is refused at once: status 6, result 0, no line in the log, no
+// dialog, null outputs untouched; the running call ends as it would alone.
+TEST_F(FrameTest, ReenteredExportsAreRefusedAtOnceWithoutHarmToTheRunningCall) {
+    rec::RecordingPlan plan;
+    plan.add(12), plan.add(9);
+    std::string path = PathOf(Write(plan), 0);
+    struct Run {
+        int result, status;
+        std::vector<float> values = std::vector<float>(60, -1.0f);
+        std::vector<double> times = std::vector<double>(24, -1.0);
+        std::vector<int> flags = std::vector<int>(12, -1);
+        int points = 12, factor = -1;
+    };
+    const auto run = [&path] {
+        Run r;
+        char label[] = "Outer", button[] = "Stop";
+        ForgetFileTable();
+        r.status = -1;
+        r.result = Reader_XT(2, 0, -1, -1, 0, label, path.data(), &r.points, r.values.data(),
+                             r.values.data(), r.values.data(), r.times.data(), r.flags.data(),
+                             &r.factor, button, &r.status);
+        return std::tuple(r.result, r.status, r.values, r.times, r.flags, r.points, r.factor);
+    };
+    const auto alone = run();
+    const Lines aloneLog = LogLines();
+    ASSERT_EQ(std::get<1>(alone), TROVA_READER_OK);
+
+    static std::vector<std::tuple<std::string, int, trova_long, int>> seen;
+    seen.clear();
+    TrovaSetProgressCallback(
+        [](int, void *) {
+            if (!seen.empty()) return;
+            for (const ExportCase &c : AllExports()) {
+                char missing[] = "/no/such/recording.001.dat";  // status 3 if it ran
+                trova_long status = -1;
+                const int dialogs = platform::probe::LastDialog().openCount;
+                const int result = c.call(missing, &status);
+                seen.emplace_back(c.name, result, status,
+                                  platform::probe::LastDialog().openCount - dialogs);
+            }
+        },
+        nullptr);
+    ClearLog();
+    EXPECT_EQ(run(), alone);
+    EXPECT_EQ(LogLines(), aloneLog);
+    ASSERT_EQ(seen.size(), 13u);
+    for (const auto &[name, result, status, dialogs] : seen) {
+        EXPECT_EQ(std::tuple(result, status, dialogs), std::tuple(0, TROVA_READER_BUSY, 0)) << name;
+    }
+}
+
 TEST_F(FrameTest, DialogIsTopmostCentredAndTitled) {
     rec::RecordingPlan plan;
     plan.add(3);

@@ -7,6 +7,22 @@
  *
  * On Windows every `long` is the platform's 32-bit long; elsewhere it is
  * int32_t, so the same binary layout holds on both.
+ *
+ * Threads. The readers may be called from any thread, but one call runs at
+ * a time per process: the module's state (the file table of the last
+ * recording, the progress dialog, the cancel request) belongs to the
+ * running call. A call made while another runs on another thread waits
+ * until that call has returned, then runs normally with its own outputs,
+ * status, log lines and progress. The wait has no time limit. On Windows
+ * the waiting thread keeps answering messages that other threads send to
+ * its windows (so a running call's dialog never hangs on it); messages
+ * posted to it stay queued until its own call runs or returns.
+ *
+ * A call made on the thread whose call is running (re-entered from a
+ * progress callback, or from a timer or window procedure that the
+ * dialog's message loop dispatches) cannot wait for its own thread: it is
+ * refused at once with *Status = TROVA_READER_BUSY and result 0; it logs
+ * nothing, touches no other output and leaves the running call unharmed.
  */
 #ifndef TROVA_READERS_H
 #define TROVA_READERS_H
@@ -28,6 +44,9 @@ typedef int32_t trova_long;
 #define TROVA_READER_NO_FILES 3
 #define TROVA_READER_BAD_QUANTITY 4
 #define TROVA_READER_NO_POWER_BLOCK 5
+/* The call was re-entered on the thread whose call is running and did not
+ * run (see Threads above). */
+#define TROVA_READER_BUSY 6
 
 #ifdef __cplusplus
 extern "C" {

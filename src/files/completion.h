@@ -16,6 +16,9 @@ enum ReaderStatus : int32_t {
     READER_NO_FILES = 3,
     READER_BAD_QUANTITY = 4,
     READER_NO_POWER_BLOCK = 5,
+    // Written by an export, never by a worker: the call was re-entered on
+    // the thread whose call is running and did not run (frame/call_lock.h).
+    READER_BUSY = 6,
 };
 
 // What a worker remembers for its status. A corrected argument does not

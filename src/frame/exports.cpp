@@ -5,7 +5,12 @@
 #include <cstdio>
 #include <cstring>
 
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
+
 #include "files/completion.h"
+#include "frame/call_lock.h"
 #include "frame/dialog.h"
 #include "frame/log.h"
 #include "frame/module_state.h"
@@ -17,13 +22,22 @@
 namespace trova {
 namespace {
 
-// 1 when PathFile is empty or cannot be opened; nothing is read.
+// 1 when PathFile is empty or cannot be opened; nothing is read. On POSIX
+// fopen opens a directory too, where Windows refuses it: a directory is
+// refused here alike, so both builds answer such a path the same way.
 int CheckPathFile(const char *PathFile) {
     if (PathFile == nullptr || PathFile[0] == '\0') return 1;
     std::FILE *file = std::fopen(PathFile, "rb");
     if (file == nullptr) return 1;
+#ifndef _WIN32
+    struct stat info;
+    const bool directory = fstat(fileno(file), &info) == 0 && S_ISDIR(info.st_mode);
+    std::fclose(file);
+    return directory ? 1 : 0;
+#else
     std::fclose(file);
     return 0;
+#endif
 }
 
 // The harmonic exports hand their workers the opposite sense of MinMax.
@@ -56,6 +70,14 @@ void LogWindowAndPath(double TStart, double TStop, const char *PathFile) {
     LogString("PathFile ", PathFile);
 }
 
+// A call re-entered on the thread whose call is running (ExportCallLock):
+// status 6 and result 0, nothing logged and no other output touched.
+template <class StatusT>
+int RefuseReentry(StatusT *Status) {
+    if (Status != nullptr) *Status = READER_BUSY;
+    return 0;
+}
+
 // The path check and, when it passes, the modal dialog with the worker.
 // With a failing check *Status = 3 and no output array is touched.
 template <class StatusT>
@@ -81,6 +103,8 @@ TROVA_API int Reader_XT(int Quantity, int MinMax, double TStart, double TStop, f
                         char *Label, char *PathFile, int *Points, float *MinValues,
                         float *MaxValues, float *MeanValues, double *Times, int *FlagWords,
                         int *InterleaveFactor, char *ButtonText, int *Status) {
+    ExportCallLock lock;
+    if (!lock.entered()) return RefuseReentry(Status);
     int result = 0;
     ReaderXtParams params{Quantity,  MinMax,    TStart,     TStop, Label,
                           PathFile,  Points,    MinValues,  MaxValues, MeanValues,
@@ -98,6 +122,8 @@ TROVA_API int Reader_XT(int Quantity, int MinMax, double TStart, double TStop, f
 TROVA_API int Reader_XT2(int Quantity, int MinMax, double TStart, double TStop, float ExtRef,
                          char *Label, char *PathFile, int *Points, float *Values, double *Times,
                          int *FlagWords, int *InterleaveFactor, char *ButtonText, int *Status) {
+    ExportCallLock lock;
+    if (!lock.entered()) return RefuseReentry(Status);
     int result = 0;
     ReaderXt2Params params{Quantity, MinMax,  TStart,   TStop,   Label,
                            PathFile, Points,  Values,   Times,   FlagWords,
@@ -117,6 +143,8 @@ TROVA_API int Reader_HIST(int Quantity, int MinMax, double TStart, double TStop,
                           trova_long HMinMax, double HMin, double HMax, trova_long *HRangePoints,
                           trova_long *HTotalPoints, trova_long Flagged,
                           trova_long *FFlaggedPoints, trova_long *FTotalPoints) {
+    ExportCallLock lock;
+    if (!lock.entered()) return RefuseReentry(Status);
     ReaderHistParams params{Quantity, MinMax,  TStart,  TStop,        Label,
                             PathFile, HCounts, Status,  ExtRef,       HStart,
                             HWidth,   HMinMax, HMin,    HMax,         HRangePoints,
@@ -147,6 +175,8 @@ int RunFftXt(ReaderKind kind, const char *name, int Quantity, int MinMax, double
              float *MaxValues, float *MeanValues, double *Times, trova_long *FlagWords,
              trova_long Harmonic, trova_long *InterleaveFactor, char *ButtonText,
              trova_long FirstHarmonic, trova_long Join, trova_long *Status) {
+    ExportCallLock lock;
+    if (!lock.entered()) return RefuseReentry(Status);
     int result = 0;
     ReaderFftXtParams params{Quantity,  InvertedMinMax(MinMax), TStart,   TStop,
                              Label,     PathFile,  Points,      MinValues, MaxValues,
@@ -164,6 +194,8 @@ int RunFftAll(ReaderKind kind, const char *name, int Quantity, int MinMax, doubl
               trova_long *FlagWords, trova_long *InterleaveFactor, char *ButtonText,
               trova_long FirstHarmonic, trova_long Join, trova_long *Status,
               trova_long *HarmCount) {
+    ExportCallLock lock;
+    if (!lock.entered()) return RefuseReentry(Status);
     int result = 0;
     ReaderFftAllParams params{Quantity,  InvertedMinMax(MinMax), TStart, TStop, Label, PathFile,
                               values[0], values[1], values[2],  values[3], values[4], values[5],
@@ -198,6 +230,8 @@ int RunFftHist2(int Quantity, int MinMax, double TStart, double TStop, char *Lab
                 trova_long *Status, trova_long HMinMax, double HMin, double HMax,
                 trova_long *HRangePoints, trova_long *HTotalPoints, trova_long Flagged,
                 trova_long *FFlaggedPoints, trova_long *FTotalPoints) {
+    ExportCallLock lock;
+    if (!lock.entered()) return RefuseReentry(Status);
     ReaderFftHist2Params params{
         {Quantity, InvertedMinMax(MinMax), TStart, TStop, Label, PathFile, HStart, HWidth,
          HCounts, Harmonic, FirstHarmonic, Join, Status},
@@ -239,6 +273,8 @@ TROVA_API int Reader_FFT_XT3(int Quantity, int MinMax, double TStart, double TSt
                              trova_long *FlagWords, trova_long Harmonic,
                              trova_long *InterleaveFactor, char *ButtonText,
                              trova_long FirstHarmonic, trova_long Join, trova_long *Status) {
+    ExportCallLock lock;
+    if (!lock.entered()) return RefuseReentry(Status);
     int result = 0;
     ReaderFftXt3Params params{Quantity, InvertedMinMax(MinMax), TStart, TStop, Label, PathFile,
                               Points,   Values,   Times,   &result,  Harmonic, InterleaveFactor,
@@ -292,6 +328,8 @@ TROVA_API int Reader_FFT_ALL_Harmonics_XT3(int Quantity, int MinMax, double TSta
                                            trova_long *InterleaveFactor, char *ButtonText,
                                            trova_long FirstHarmonic, trova_long Join,
                                            trova_long *Status, trova_long *HarmCount) {
+    ExportCallLock lock;
+    if (!lock.entered()) return RefuseReentry(Status);
     int result = 0;
     ReaderFftAll3Params params{Quantity, InvertedMinMax(MinMax), TStart, TStop, Label, PathFile,
                                Values0,  Values1, Values2, Values3, Times, FlagWords,
@@ -308,6 +346,8 @@ TROVA_API int Reader_FFT_HIST1(int Quantity, int MinMax, double TStart, double T
                                char *PathFile, double *HStart, double *HWidth,
                                trova_long *HCounts, trova_long Harmonic, char *ButtonText,
                                trova_long FirstHarmonic, trova_long Join, trova_long *Status) {
+    ExportCallLock lock;
+    if (!lock.entered()) return RefuseReentry(Status);
     ReaderFftHist1Params params{Quantity, InvertedMinMax(MinMax), TStart, TStop, Label, PathFile,
                                 HStart,   HWidth, HCounts, Harmonic, FirstHarmonic, Join, Status};
     BeginExport("Reader_FFT_HIST1", Label);
@@ -321,6 +361,8 @@ TROVA_API int Reader_FFT_Table1(trova_long Quantity, trova_long MinMax, double T
                                 trova_long FirstHarmonic, float *HarmTable, float *ValueATable,
                                 float *ValueBTable, float Percentil, trova_long Join,
                                 trova_long *Status, trova_long *HarmCount) {
+    ExportCallLock lock;
+    if (!lock.entered()) return RefuseReentry(Status);
     ReaderFftTable1Params params{Quantity,  InvertedMinMax(MinMax), TStart, TStop, Label,
                                  PathFile,  FirstHarmonic, HarmTable, ValueATable, ValueBTable,
                                  ClampedPercentil(Percentil), Join, Status, HarmCount};
@@ -336,6 +378,8 @@ TROVA_API int Reader_FFT_Table2(trova_long Quantity, trova_long MinMax, double T
                                 float *ValueBTable, float Percentil, trova_long Join,
                                 trova_long *Status, trova_long *HarmCount, trova_long Flagged,
                                 trova_long *FFlaggedPoints, trova_long *FTotalPoints) {
+    ExportCallLock lock;
+    if (!lock.entered()) return RefuseReentry(Status);
     ReaderFftTable2Params params{
         {Quantity, InvertedMinMax(MinMax), TStart, TStop, Label, PathFile, FirstHarmonic,
          HarmTable, ValueATable, ValueBTable, ClampedPercentil(Percentil), Join, Status,

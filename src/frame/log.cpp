@@ -1,39 +1,33 @@
 #include "frame/log.h"
 
 #include <cstdio>
+#include <string>
 
 #include "platform/win32.h"
 
 namespace trova {
-namespace {
-
-constexpr const char *kLogFileName = "TrovaDLL.LOG";
-constexpr size_t kLineBufferSize = 256;
 
 #ifdef _WIN32
-// Text mode stores each line feed as CR LF.
-constexpr const char *kLogMode = "at+";
-constexpr const char *kLineEnd = "\n";
-constexpr char kSeparator = '\\';
-#else
-constexpr const char *kLogMode = "ab";
-constexpr const char *kLineEnd = "\r\n";
-constexpr char kSeparator = '/';
-#endif
-
-}  // namespace
-
+// C:\Temp\TrovaDLL.LOG in text mode, which stores each line feed as CR LF.
+// The directory is not created; without it the line is dropped.
 void LogLine(const char *text) {
-    const char *directory = platform::LogDirectory();
-    if (directory == nullptr || *directory == '\0') return;
-    char path[4096];
-    const int n = std::snprintf(path, sizeof path, "%s%c%s", directory, kSeparator, kLogFileName);
-    if (n < 0 || static_cast<size_t>(n) >= sizeof path) return;
-    std::FILE *file = std::fopen(path, kLogMode);
+    std::FILE *file = std::fopen("C:\\Temp\\TrovaDLL.LOG", "at+");
     if (file == nullptr) return;
-    std::fprintf(file, "%s%s", text != nullptr ? text : "", kLineEnd);
+    std::fprintf(file, "%s\n", text != nullptr ? text : "");
     std::fclose(file);
 }
+#else
+// The same bytes: the text, CR, LF (where the file lives: platform/posix/log_file.cpp).
+void LogLine(const char *text) {
+    std::string line = text != nullptr ? text : "";
+    line += "\r\n";
+    platform::AppendLogLine(line.data(), line.size());
+}
+#endif
+
+namespace {
+constexpr size_t kLineBufferSize = 256;
+}  // namespace
 
 void LogString(const char *label, const char *value) {
     char line[kLineBufferSize];

@@ -1,6 +1,7 @@
 // Module-wide state shared by the exports, the progress dialog and the
-// workers. One export call runs at a time per process; nothing here is
-// locked (the file table lives in files/file_table.h).
+// workers. One export call runs at a time per process: it belongs to the
+// call that holds the export lock (frame/call_lock.h) and needs no lock of
+// its own (the file table lives in files/file_table.h).
 #pragma once
 
 #include <cstdint>

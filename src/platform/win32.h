@@ -10,8 +10,6 @@
 #include <process.h>
 
 namespace trova::platform {
-// Where the diagnostic log lives; fixed on Windows.
-inline const char *LogDirectory() { return "C:\\Temp"; }
 // The worker's pause before it completes.
 inline int CompletionPauseMs() { return 500; }
 }  // namespace trova::platform

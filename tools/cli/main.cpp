@@ -26,7 +26,8 @@
 // fft-xt and fft-all take the same arguments (not --flagged) and --reader 3
 // for the decimated readers; fft-xt takes --harmonic K and --points N,
 // fft-all --matrix 1 (positions × points per phase) and --columns C.
-// Global: --log DIR writes the diagnostic log there (default /tmp),
+// Global: --log DIR writes the diagnostic log there (default: the
+// library's per-user log, ~/.local/state/trova/ or $XDG_STATE_HOME/trova/),
 // --no-log switches it off.
 #include <algorithm>
 #include <cmath>

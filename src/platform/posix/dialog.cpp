@@ -137,10 +137,15 @@ LRESULT BarMessage(Dialog &d, std::unique_lock<std::mutex> &lock, UINT message, 
 
 }  // namespace
 
-HWND OpenDialogWindow() {
+bool ClickOpenDialogButton() {
     Dialog &d = TheDialog();
     std::lock_guard<std::mutex> lock(d.mutex);
-    return d.state.open ? &d.window : nullptr;
+    if (!d.state.open) return false;
+    // What the button itself sends: its id and BN_CLICKED, its window.
+    d.queue.push_back({WM_COMMAND, MAKEWPARAM(kButtonId, BN_CLICKED),
+                       reinterpret_cast<LPARAM>(&d.button)});
+    d.wake.notify_all();
+    return true;
 }
 
 namespace probe {

@@ -39,6 +39,9 @@ bool EventIsSignalled(HANDLE event);
 // does when the system cannot create a thread.
 void SetThreadStartFailure(bool fail);
 
+// Back to the per-user default log directory, as at load.
+void UseDefaultLogDirectory();
+
 // The virtual primary screen's size in pixels.
 constexpr int kScreenWidth = 1920;
 constexpr int kScreenHeight = 1080;

@@ -7,12 +7,12 @@
 #include <mutex>
 #include <string>
 
+#include "platform/posix/dialog_probe.h"
 #include "platform/posix/win32_posix.h"
 
 namespace trova::platform {
 namespace {
 
-constexpr int kButtonId = 1001;
 constexpr int kDefaultCompletionPauseMs = 500;
 
 struct HostSettings {
@@ -20,7 +20,8 @@ struct HostSettings {
     // Guarded by `mutex`.
     TrovaProgressCallback progressCallback = nullptr;
     void *progressContext = nullptr;
-    std::string logDirectory = "/tmp";  // empty: no log
+    bool logOff = false;
+    std::string logDirectory;  // empty: the per-user default (log_file.cpp)
 };
 
 // Created on first use and never destroyed, like the dialog it serves.
@@ -33,11 +34,11 @@ std::atomic<int> completionPauseMs{kDefaultCompletionPauseMs};
 
 }  // namespace
 
-const char *LogDirectory() {
+std::string HostLogDirectory(bool *off) {
     HostSettings &s = Settings();
     std::lock_guard<std::mutex> lock(s.mutex);
-    // Stays valid until the host sets another directory.
-    return s.logDirectory.empty() ? nullptr : s.logDirectory.c_str();
+    *off = s.logOff;
+    return s.logDirectory;  // a copy: the host may set another at any time
 }
 
 int CompletionPauseMs() { return completionPauseMs.load(); }
@@ -64,15 +65,8 @@ void TrovaSetProgressCallback(TrovaProgressCallback callback, void *context) {
     s.progressContext = context;
 }
 
-// A click on button 1001, as the dialog would receive it. Should the dialog
-// close between the look-up and the post, the post fails and nothing happens.
-void TrovaRequestCancel(void) {
-    using trova::platform::kButtonId;
-    HWND dialog = trova::platform::OpenDialogWindow();
-    if (dialog == nullptr) return;
-    PostMessageA(dialog, WM_COMMAND, MAKEWPARAM(kButtonId, BN_CLICKED),
-                 reinterpret_cast<LPARAM>(GetDlgItem(dialog, kButtonId)));
-}
+// A click on button 1001 of the dialog open now; with none open, nothing.
+void TrovaRequestCancel(void) { trova::platform::ClickOpenDialogButton(); }
 
 void TrovaSetCompletionPause(int milliseconds) {
     trova::platform::completionPauseMs.store(milliseconds < 0 ? 0 : milliseconds);
@@ -81,5 +75,17 @@ void TrovaSetCompletionPause(int milliseconds) {
 void TrovaSetLogDirectory(const char *directory) {
     trova::platform::HostSettings &s = trova::platform::Settings();
     std::lock_guard<std::mutex> lock(s.mutex);
-    s.logDirectory = directory != nullptr ? directory : "";
+    s.logOff = directory == nullptr || *directory == '\0';
+    s.logDirectory = s.logOff ? "" : directory;
 }
+
+namespace trova::platform::probe {
+
+void UseDefaultLogDirectory() {
+    HostSettings &s = Settings();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.logOff = false;
+    s.logDirectory.clear();
+}
+
+}  // namespace trova::platform::probe

@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 // ---- types ---------------------------------------------------------------
 typedef int BOOL;
@@ -101,15 +102,24 @@ BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA *data);
 BOOL FindClose(HANDLE search);
 
 namespace trova::platform {
-// Where the diagnostic log lives: "/tmp" unless the host set another
-// directory; nullptr when the host switched the log off.
-const char *LogDirectory();
+// Appends one line of the diagnostic log, its CR LF included, to the file
+// LogFilePath() names; dropped when the log is off or the file is not a
+// regular file of this user (platform/posix/log_file.cpp).
+void AppendLogLine(const char *line, size_t length);
+// The file the next log line goes to: TrovaDLL.LOG in the host's directory,
+// else in the per-user default (created here); "" when the log is off or
+// the default has no place.
+std::string LogFilePath();
 // The worker's pause before it completes (500 ms unless the host set it).
 int CompletionPauseMs();
 
-// Between the stand-in's own parts, not for the frame: the headless dialog
-// while it is open (else nullptr), and the host's progress callback, called
+// Between the stand-in's own parts, not for the frame: the directory the
+// host set (*off when it switched the log off; "" for the default); a click on the
+// button of the dialog open at this moment, queued in the same step as the
+// look-up so that it cannot reach a later dialog (false, and nothing
+// queued, when none is open); and the host's progress callback, called
 // with the position the bar was asked to take, before clamping.
-HWND OpenDialogWindow();
+std::string HostLogDirectory(bool *off);
+bool ClickOpenDialogButton();
 void ReportProgress(int progressTotal);
 }  // namespace trova::platform

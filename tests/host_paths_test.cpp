@@ -1,0 +1,196 @@
+// Paths a host may pass that are not a plain recording: directories, names
+// with blanks and bytes beyond ASCII, paths too long for the module's
+// buffers or the system, directories the process may not read, recordings
+// of thousands of members. Each gives a clear status and never a crash.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "files/file_table.h"
+#include "platform/posix/dialog_probe.h"
+#include "support/test_support.h"
+
+namespace trova {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct XtResult {
+    int result = -1, status = -1, dialogs = 0;
+    std::vector<float> values;
+    bool operator==(const XtResult &o) const {
+        return std::tie(result, status, values) == std::tie(o.result, o.status, o.values);
+    }
+};
+
+XtResult CallXt(std::string path, int points = 64) {
+    char label[] = "Paths", button[] = "Stop";
+    XtResult r;
+    r.values.assign(size_t(5 * points), -3.0f);
+    std::vector<double> times(static_cast<size_t>(2 * points));
+    std::vector<int> flags(static_cast<size_t>(points));
+    int factor = -1;
+    const int before = platform::probe::LastDialog().openCount;
+    r.result = Reader_XT(2, 0, -1, -1, 0, label, path.data(), &points, r.values.data(),
+                         r.values.data(), r.values.data(), times.data(), flags.data(), &factor,
+                         button, &r.status);
+    r.dialogs = platform::probe::LastDialog().openCount - before;
+    return r;
+}
+
+using HostPathsTest = testing::ReaderTest;
+
+// What each path must give: status 3 with no dialog (refused by the
+// export), status 3 after a dialog (the worker found no usable member), or
+// the outputs of the same recording under a plain path.
+enum class Expect { kRefused, kNoMembers, kSameAsPlain };
+
+struct PathCase {
+    const char *name;
+    // Makes what the case needs below `root` and returns the path to pass.
+    std::function<std::string(const std::string &root, const rec::RecordingPlan &plan)> make;
+    Expect expect;
+};
+
+rec::RecordingPlan PlainPlan() {
+    rec::RecordingPlan plan;
+    for (int records : {10, 12, 8}) plan.add(records);
+    return plan;
+}
+
+std::string WriteIn(const std::string &directory, const rec::RecordingPlan &plan) {
+    fs::create_directories(directory);
+    const rec::RecordingInfo info = rec::writeRecording(directory, plan);
+    return info.path(info.table().at(1));
+}
+
+TEST_F(HostPathsTest, DirectoriesOddNamesLongPathsAndManyMembersGiveAClearStatus) {
+    const XtResult plain = CallXt(WriteIn(dir_.file("plain"), PlainPlan()));
+    ASSERT_EQ(std::tuple(plain.status, plain.result, plain.dialogs), std::tuple(0, 30, 1));
+
+    const std::vector<PathCase> cases = {
+        {"blanks and bytes beyond ASCII in directory and name",
+         [](const std::string &root, rec::RecordingPlan plan) {
+             plan.stem = "m\xc3\xa9 as\xff";
+             return WriteIn(root + "/with blanks \xe9\xa0 \xf0\x9f\x99\x82", plan);
+         },
+         Expect::kSameAsPlain},
+        {"a directory named like a member",
+         [](const std::string &root, const rec::RecordingPlan &) {
+             fs::create_directories(root + "/d/meas.001.dat");
+             return root + "/d/meas.001.dat";
+         },
+         Expect::kRefused},
+        {"a directory without a name part", [](const std::string &root, const rec::RecordingPlan &) {
+             return root;
+         },
+         Expect::kRefused},
+        {"a directory among the members",
+         [](const std::string &root, const rec::RecordingPlan &plan) {
+             const std::string path = WriteIn(root + "/m", plan);
+             fs::create_directories(root + "/m/meas.0015.dat");
+             return path;
+         },
+         Expect::kSameAsPlain},
+        {"a path of 250 bytes",
+         [](const std::string &root, const rec::RecordingPlan &plan) {
+             const size_t room = 250 - root.size() - std::string("/meas.002.dat").size() - 1;
+             return WriteIn(root + "/" + std::string(room, 'd'), plan);
+         },
+         Expect::kSameAsPlain},
+        {"a path longer than the module's 255 bytes",
+         [](const std::string &root, const rec::RecordingPlan &plan) {
+             return WriteIn(root + "/" + std::string(120, 'e') + "/" + std::string(120, 'f'), plan);
+         },
+         Expect::kNoMembers},
+        {"a path longer than the system's",
+         [](const std::string &root, const rec::RecordingPlan &) {
+             std::string path = root;
+             while (path.size() < 5000) path += "/" + std::string(200, 'g');
+             return path + "/meas.001.dat";
+         },
+         Expect::kRefused},
+    };
+    for (const PathCase &c : cases) {
+        SCOPED_TRACE(c.name);
+        ForgetFileTable();
+        const XtResult r = CallXt(c.make(dir_.file(std::to_string(&c - cases.data())), PlainPlan()));
+        switch (c.expect) {
+        case Expect::kRefused:
+            EXPECT_EQ(std::tuple(r.status, r.result, r.dialogs), std::tuple(3, 0, 0));
+            EXPECT_EQ(r.values, std::vector<float>(r.values.size(), -3.0f));
+            break;
+        case Expect::kNoMembers:
+            EXPECT_EQ(std::tuple(r.status, r.result, r.dialogs), std::tuple(3, 0, 1));
+            break;
+        case Expect::kSameAsPlain:
+            EXPECT_TRUE(r == plain) << "status " << r.status << ", result " << r.result;
+            break;
+        }
+    }
+}
+
+// 3000 members of one record each: every record becomes a point.
+TEST_F(HostPathsTest, ThousandsOfMembersAreAllRead) {
+    rec::RecordingPlan plan;
+    plan.numberWidth = 4;
+    for (int f = 0; f < 3000; ++f) plan.add(1);
+    const std::string path = PathOf(Write(plan), 1234);
+    const XtResult r = CallXt(path, 4000);
+    EXPECT_EQ(std::tuple(r.status, r.result), std::tuple(0, 3000));
+    EXPECT_EQ(FileTable.fileCount, 3000);
+}
+
+// Directories the process may not read, seen by a user other than root (the
+// test drops to nobody in a child process when it runs as root): without
+// search permission the path check refuses the file; with search but no
+// listing the file opens but no member is found.
+TEST_F(HostPathsTest, UnreadableDirectoriesGiveStatusThree) {
+    const std::string open = WriteIn(dir_.file("open"), PlainPlan());
+    const std::string hidden = WriteIn(dir_.file("hidden"), PlainPlan());
+    const std::string unlisted = WriteIn(dir_.file("unlisted"), PlainPlan());
+    chmod(dir_.path().c_str(), 0711);
+    chmod(dir_.file("open").c_str(), 0755);
+    chmod(dir_.file("hidden").c_str(), 0000);
+    chmod(dir_.file("unlisted").c_str(), 0311);
+    for (const auto &entry : fs::recursive_directory_iterator(dir_.file("open"))) {
+        chmod(entry.path().c_str(), 0644);
+    }
+    for (const std::string name : {"hidden", "unlisted"}) {
+        const std::string directory = dir_.file(name);
+        chmod(directory.c_str(), 0700);
+        for (const auto &entry : fs::directory_iterator(directory)) chmod(entry.path().c_str(), 0644);
+        chmod(directory.c_str(), name == std::string("hidden") ? 0000 : 0311);
+    }
+    TrovaSetLogDirectory(nullptr);  // nobody cannot write the test's log
+
+    // The child's exit code: status * 16 + dialogs opened (0 or 1).
+    const auto asOtherUser = [](const std::string &path) {
+        const pid_t child = fork();
+        if (child == 0) {
+            if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(99);
+            ForgetFileTable();
+            const XtResult r = CallXt(path);
+            _exit(r.status * 16 + r.dialogs);
+        }
+        int wstatus = 0;
+        waitpid(child, &wstatus, 0);
+        return WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1;
+    };
+    EXPECT_EQ(asOtherUser(open), 0 * 16 + 1) << "the readable recording is read";
+    EXPECT_EQ(asOtherUser(hidden), 3 * 16 + 0) << "no search permission";
+    EXPECT_EQ(asOtherUser(unlisted), 3 * 16 + 1) << "search but no listing";
+    chmod(dir_.file("hidden").c_str(), 0700);
+    chmod(dir_.file("unlisted").c_str(), 0700);
+}
+
+}  // namespace
+}  // namespace trova
