@@ -89,13 +89,13 @@ DefFile ReadDef() {
     return def;
 }
 
-TEST(DecoratedName, DefHasTwelvePlainNamesAndTheTwoComputedNames) {
+TEST(DecoratedName, DefHasTwelvePlainReadersTheQueryAndTheTwoComputedNames) {
     const DefFile def = ReadDef();
     const std::set<std::string> plain = {
         "Reader_XT", "Reader_XT2", "Reader_HIST", "Reader_FFT_XT1", "Reader_FFT_XT2",
         "Reader_FFT_XT3", "Reader_FFT_ALL_Harmonics_XT1", "Reader_FFT_ALL_Harmonics_XT2",
         "Reader_FFT_ALL_Harmonics_XT3", "Reader_FFT_HIST1", "Reader_FFT_Table1",
-        "Reader_FFT_Table2"};
+        "Reader_FFT_Table2", "TrovaDescribeRecording"};
     EXPECT_EQ(def.plain, plain);
     ASSERT_EQ(def.aliases, 1);
     if (Clang().empty()) GTEST_SKIP() << "no clang++ to compute the decorated names";

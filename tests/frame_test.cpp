@@ -137,7 +137,7 @@ TEST(FrameLibrary, SharedLibraryExportsTheReadersAndHostInterfaceOnly) {
     ASSERT_NE(library, nullptr) << dlerror();
     for (const ExportCase &c : AllExports()) EXPECT_NE(dlsym(library, c.name), nullptr) << c.name;
     for (std::string name : {"TrovaSetProgressCallback", "TrovaRequestCancel", "DllMain",
-                             "TrovaSetCompletionPause", "TrovaSetLogDirectory",
+                             "TrovaSetCompletionPause", "TrovaSetLogDirectory", "TrovaDescribeRecording",
                              "_ZN5trova13Reader_ThreadEPv", "_ZN5trova9FileTableE"}) {
         EXPECT_EQ(dlsym(library, name.c_str()) != nullptr, name.rfind("Trova", 0) == 0) << name;
     }

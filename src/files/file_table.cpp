@@ -24,14 +24,19 @@ void FillCommon(FileInfoRecord &entry, const std::string &path, uint32_t channel
 }
 
 // Trend files: malformed, empty or rejected files are left out.
-int32_t BuildFileTable(const std::vector<std::string> &slots, FileBuffer &buffer) {
+int32_t BuildFileTable(const std::vector<std::string> &slots, FileBuffer &buffer, TableLog log,
+                       FileTableState &table) {
     int32_t made = 0;
     for (const std::string &slot : slots) {
         TrendHeader header;
-        GetFileInformation(slot.c_str(), buffer, header);
+        if (log == TableLog::kWrite) {
+            GetFileInformation(slot.c_str(), buffer, header);
+        } else {
+            ReadTrendFileInformation(slot.c_str(), buffer, header);
+        }
         if (header.geometry.recordCount == 0) continue;
-        FileTable.totalRecords += header.geometry.recordCount;
-        FileInfoRecord &entry = FileTable.entries[made++];
+        table.totalRecords += header.geometry.recordCount;
+        FileInfoRecord &entry = table.entries[made++];
         FillCommon(entry, slot, header.channelCode, header.geometry);
         entry.harmonicCount = 0;
         entry.statCount = header.statCount;
@@ -43,14 +48,15 @@ int32_t BuildFileTable(const std::vector<std::string> &slots, FileBuffer &buffer
 }
 
 // Harmonic files: the same, plus the harmonic count and power-block flag.
-int32_t BuildFileTableFFT(const std::vector<std::string> &slots, FileBuffer &buffer) {
+int32_t BuildFileTableFFT(const std::vector<std::string> &slots, FileBuffer &buffer,
+                          FileTableState &table) {
     int32_t made = 0;
     for (const std::string &slot : slots) {
         HarmonicHeader header;
         GetFileInformationFFT(slot.c_str(), buffer, header);
-        FileTable.totalRecords += header.geometry.recordCount;
+        table.totalRecords += header.geometry.recordCount;
         if (header.geometry.recordCount == 0) continue;
-        FileInfoRecord &entry = FileTable.entries[made++];
+        FileInfoRecord &entry = table.entries[made++];
         FillCommon(entry, slot, header.channelCode, header.geometry);
         entry.harmonicCount = header.harmonicCount;
         entry.powerBlockFlag = header.powerBlockFlag;
@@ -60,12 +66,25 @@ int32_t BuildFileTableFFT(const std::vector<std::string> &slots, FileBuffer &buf
 
 }  // namespace
 
-void ReleaseFileTable() {
-    std::free(FileTable.entries);
-    FileTable.entries = nullptr;
-    FileTable.valid = 0;
-    FileTable.fileCount = 0;
-    FileTable.totalRecords = 0;
+void ReleaseTable(FileTableState &table) {
+    std::free(table.entries);
+    table.entries = nullptr;
+    table.valid = 0;
+    table.fileCount = 0;
+    table.totalRecords = 0;
+}
+
+void ReleaseFileTable() { ReleaseTable(FileTable); }
+
+bool BuildTable(const std::vector<std::string> &slots, HeaderVariant variant,
+                FileBuffer &scratch, TableLog log, FileTableState &table) {
+    table.entries = static_cast<FileInfoRecord *>(
+        std::calloc(slots.empty() ? 1 : slots.size(), sizeof(FileInfoRecord)));
+    if (table.entries == nullptr) return false;
+    table.fileCount = variant == HeaderVariant::kTrend
+                          ? BuildFileTable(slots, scratch, log, table)
+                          : BuildFileTableFFT(slots, scratch, table);
+    return true;
 }
 
 void EnsureFileTable(const char *PathFile, HeaderVariant variant, FileBuffer &scratch) {
@@ -78,12 +97,8 @@ void EnsureFileTable(const char *PathFile, HeaderVariant variant, FileBuffer &sc
     std::vector<std::string> slots;
     const bool named = SplitRecordingPath(path, name);
     if (named) slots = FindRecordingFiles(name);
-
-    FileTable.entries = static_cast<FileInfoRecord *>(
-        std::calloc(slots.empty() ? 1 : slots.size(), sizeof(FileInfoRecord)));
-    if (FileTable.entries == nullptr) return;  // out of memory: an empty, uncached table
-    FileTable.fileCount = variant == HeaderVariant::kTrend ? BuildFileTable(slots, scratch)
-                                                           : BuildFileTableFFT(slots, scratch);
+    // Out of memory: an empty, uncached table.
+    if (!BuildTable(slots, variant, scratch, TableLog::kWrite, FileTable)) return;
     // A path that fits no buffer is never cached: the next call looks again
     // (and again finds nothing).
     if (named) {

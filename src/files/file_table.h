@@ -40,13 +40,25 @@ extern FileTableState FileTable;
 
 enum class HeaderVariant { kTrend, kHarmonic };
 
+// Whether building a table writes the trend files' "GetFileInformation"
+// log lines (the readers) or nothing (a description of a recording).
+enum class TableLog { kWrite, kQuiet };
+
+// Fills the empty `table` with the usable files among `slots` (the sorted
+// paths of a recording's members), read as `variant`. The table is not
+// marked valid or cached. False when its entries cannot be allocated.
+bool BuildTable(const std::vector<std::string> &slots, HeaderVariant variant,
+                FileBuffer &scratch, TableLog log, FileTableState &table);
+
 // The worker prologue: afterwards FileTable describes the recording of
 // PathFile. The table is reused as long as PathFile is the same string,
 // whichever variant built it and whatever changed on disk since. A PathFile
 // that cannot name a recording gives an empty table (and is not cached).
 void EnsureFileTable(const char *PathFile, HeaderVariant variant, FileBuffer &scratch);
 
-// Frees the table (process detach).
+// Frees a table's entries and empties it; ReleaseFileTable does so for the
+// module's table (process detach).
+void ReleaseTable(FileTableState &table);
 void ReleaseFileTable();
 
 }  // namespace trova

@@ -77,11 +77,18 @@ HeaderVerdict ParseHarmonicHeader(const uint8_t *data, int64_t length, HarmonicH
     return verdict;
 }
 
+HeaderVerdict ReadTrendFileInformation(const char *path, FileBuffer &buffer, TrendHeader &out) {
+    out = TrendHeader{};
+    const HeaderVerdict verdict = buffer.Load(path)
+                                      ? ParseTrendHeader(buffer.data(), buffer.size(), out)
+                                      : HeaderVerdict::kBadGeometry;
+    if (verdict != HeaderVerdict::kAccepted) out.geometry = FileGeometry{};
+    return verdict;
+}
+
 void GetFileInformation(const char *path, FileBuffer &buffer, TrendHeader &out) {
     LogString("GetFileInformation (Init)", path);
-    HeaderVerdict verdict = HeaderVerdict::kBadGeometry;
-    out = TrendHeader{};
-    if (buffer.Load(path)) verdict = ParseTrendHeader(buffer.data(), buffer.size(), out);
+    const HeaderVerdict verdict = ReadTrendFileInformation(path, buffer, out);
     // Once the geometry is sound the two sample lines are written, before
     // the times are judged. A header without records gets them too: its
     // times are not read but taken as 0.0, which the time rule rejects.
@@ -89,10 +96,7 @@ void GetFileInformation(const char *path, FileBuffer &buffer, TrendHeader &out) 
         LogLine("GetFileInformation (First Sample)");
         LogLine("GetFileInformation (Last Sample)");
     }
-    if (verdict != HeaderVerdict::kAccepted) {
-        LogString("GetFileInformation (Err )", path);
-        out.geometry = FileGeometry{};
-    }
+    if (verdict != HeaderVerdict::kAccepted) LogString("GetFileInformation (Err )", path);
     LogLine("GetFileInformation (Finish)");
 }
 

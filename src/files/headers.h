@@ -56,8 +56,10 @@ HeaderVerdict ParseTrendHeader(const uint8_t *data, int64_t length, TrendHeader 
 HeaderVerdict ParseHarmonicHeader(const uint8_t *data, int64_t length, HarmonicHeader &out);
 
 // Read the file whole into `buffer` and parse it. The trend variant writes
-// the "GetFileInformation" log lines. A file that cannot be read any more
-// is treated like a malformed one.
+// the "GetFileInformation" log lines; ReadTrendFileInformation is the same
+// without them. A file that cannot be read any more is treated like a
+// malformed one.
+HeaderVerdict ReadTrendFileInformation(const char *path, FileBuffer &buffer, TrendHeader &out);
 void GetFileInformation(const char *path, FileBuffer &buffer, TrendHeader &out);
 void GetFileInformationFFT(const char *path, FileBuffer &buffer, HarmonicHeader &out);
 

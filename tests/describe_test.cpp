@@ -1,0 +1,158 @@
+// TrovaDescribeRecording: what it reports is what the recording writer
+// wrote; it leaves the readers' cached table, log and dialogs alone.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <tuple>
+#include <vector>
+
+#include "files/file_table.h"
+#include "platform/posix/dialog_probe.h"
+#include "support/test_support.h"
+#include "trova/describe.h"
+
+namespace trova {
+namespace {
+
+using testing::ReaderTest;
+
+class Describe : public ReaderTest {
+protected:
+    int Run(const std::string &path, int variant, double TStart = -1, double TStop = -1,
+            int capacity = 16) {
+        files_.assign(16, TrovaFileInfo{});
+        return TrovaDescribeRecording(path.c_str(), variant, TStart, TStop, &info_,
+                                      capacity > 0 ? files_.data() : nullptr, capacity);
+    }
+    TrovaRecordingInfo info_{};
+    std::vector<TrovaFileInfo> files_;
+};
+
+TEST_F(Describe, TrendRecordingAsWrittenWithItsWindows) {
+    rec::RecordingPlan plan;
+    plan.trend.channels = 4, plan.trend.refQuantity = 1;
+    plan.add(10), plan.add(5, 100.0), plan.addDamaged(rec::Damage::TruncatedData),
+        plan.addNamed("meas.dat", 3);  // a decoy: no middle part
+    const rec::RecordingInfo written = Write(plan);
+    const std::vector<rec::MemberInfo> table = written.table();
+    ASSERT_EQ(Run(PathOf(written, 1), TROVA_VARIANT_AUTO), TROVA_DESCRIBE_OK);
+
+    EXPECT_EQ(std::tuple(info_.variant, info_.fileCount, info_.matchedCount, info_.totalRecords),
+              std::tuple(TROVA_VARIANT_TREND, 2, 3, 15u));
+    EXPECT_EQ(std::tuple(info_.channelCode, info_.channelCount, info_.statCount, info_.scalarCount,
+                         info_.phaseQuantityCount, info_.refQuantity),
+              std::tuple(4u, 4, 3u, 2u, 4u, 1u));
+    EXPECT_EQ(std::tuple(info_.firstTime, info_.lastTime, info_.recordSize, info_.headerSize),
+              std::tuple(table[0].firstTime, table[1].lastTime, uint32_t(table[0].recordLength),
+                         uint32_t(table[0].headerLength)));
+    EXPECT_EQ(std::string(info_.pattern), dir_.path() + "/meas.*.dat");
+    for (size_t i = 0; i < table.size(); ++i) {
+        EXPECT_EQ(std::tuple(std::string(files_[i].path), files_[i].recordCount,
+                             files_[i].firstTime, files_[i].lastTime),
+                  std::tuple(written.path(table[i]), uint32_t(table[i].records),
+                             table[i].firstTime, table[i].lastTime));
+    }
+    EXPECT_EQ(std::tuple(info_.windowRecords, info_.windowSamples), std::tuple(15, 15));
+
+    // A window from record 3 of the first file to record 2 of the second:
+    // K counts up to the stop record, a trend series also reads it.
+    const double t0 = table[0].firstTime, t1 = table[1].firstTime;
+    ASSERT_EQ(Run(PathOf(written, 0), TROVA_VARIANT_TREND, t0 + 3, t1 + 2), TROVA_DESCRIBE_OK);
+    EXPECT_EQ(std::tuple(info_.startFile, info_.startRecord, info_.endFile, info_.stopRecord,
+                         info_.windowRecords, info_.windowSamples, info_.stopSelected),
+              std::tuple(0, 3, 2, 2, 9, 10, 1));
+
+    // Fewer slots than members: the count says how many there are.
+    ASSERT_EQ(Run(PathOf(written, 0), TROVA_VARIANT_AUTO, -1, -1, 1), TROVA_DESCRIBE_OK);
+    EXPECT_EQ(std::tuple(info_.fileCount, files_[1].path[0]), std::tuple(2, '\0'));
+}
+
+TEST_F(Describe, HarmonicRecordingIsRecognisedAndForcedVariantsDiffer) {
+    rec::RecordingPlan plan;
+    plan.kind = rec::Kind::Harmonic;
+    plan.harmonic.channelCode = 8, plan.harmonic.harmonics = 25, plan.harmonic.powerBlock = false;
+    plan.add(4), plan.add(6);
+    const rec::RecordingInfo written = Write(plan);
+    ASSERT_EQ(Run(PathOf(written, 0), TROVA_VARIANT_AUTO), TROVA_DESCRIBE_OK);
+    EXPECT_EQ(std::tuple(info_.variant, info_.fileCount, info_.totalRecords, info_.phaseCount,
+                         info_.harmonicCount, info_.powerBlock, info_.channelCode),
+              std::tuple(TROVA_VARIANT_HARMONIC, 2, 10u, 4, 25, 0, 8u));
+    EXPECT_EQ(files_[1].harmonicCount, 25);
+    // Read as trend files, the harmonic headers give nothing usable.
+    EXPECT_EQ(Run(PathOf(written, 0), TROVA_VARIANT_TREND), TROVA_DESCRIBE_NO_FILES);
+    EXPECT_EQ(std::tuple(info_.variant, info_.matchedCount), std::tuple(TROVA_VARIANT_TREND, 2));
+}
+
+TEST_F(Describe, PathsThatNameNoRecordingAndBadArguments) {
+    const std::string none = dir_.file("none.001.dat");
+    EXPECT_EQ(Run(none, TROVA_VARIANT_AUTO), TROVA_DESCRIBE_NO_FILES);
+    EXPECT_EQ(std::tuple(std::string(info_.directory), std::string(info_.stem),
+                         std::string(info_.extension), info_.matchedCount),
+              std::tuple(dir_.path() + "/", std::string("none"), std::string(".dat"), 0));
+    for (const std::string &path :
+         {std::string(), std::string("meas.001.dat"), dir_.file("nodot"), dir_.file(std::string(300, 'a') + ".dat")}) {
+        EXPECT_EQ(Run(path, TROVA_VARIANT_AUTO), TROVA_DESCRIBE_NO_RECORDING) << path;
+    }
+    EXPECT_EQ(TrovaDescribeRecording(nullptr, 0, -1, -1, &info_, nullptr, 0),
+              TROVA_DESCRIBE_NO_RECORDING);
+    EXPECT_EQ(TrovaDescribeRecording(none.c_str(), 0, -1, -1, nullptr, nullptr, 0),
+              TROVA_DESCRIBE_BAD_ARGUMENT);
+    EXPECT_EQ(TrovaDescribeRecording(none.c_str(), 3, -1, -1, &info_, nullptr, 0),
+              TROVA_DESCRIBE_BAD_ARGUMENT);
+    EXPECT_EQ(TrovaDescribeRecording(none.c_str(), 0, -1, -1, &info_, nullptr, 2),
+              TROVA_DESCRIBE_BAD_ARGUMENT);
+}
+
+// A reader call after a description gives what it gives without one: same
+// outputs, log lines and progress; the cached table is not touched.
+TEST_F(Describe, LeavesTheReadersStateAlone) {
+    rec::RecordingPlan plan;
+    plan.add(30), plan.add(30);
+    const rec::RecordingInfo a = Write(plan);
+    const std::string path = PathOf(a, 0);
+    struct Outcome {
+        std::vector<float> mean;
+        std::vector<std::string> log;
+        std::vector<int> progress;
+        int status, result, dialogs;
+        bool operator==(const Outcome &o) const {
+            return std::tie(mean, log, progress, status, result, dialogs) ==
+                   std::tie(o.mean, o.log, o.progress, o.status, o.result, o.dialogs);
+        }
+    };
+    auto call = [&](bool describeFirst) {
+        ForgetFileTable();
+        ClearLog();
+        progress_.clear();
+        const int dialogsBefore = platform::probe::LastDialog().openCount;
+        if (describeFirst) {
+            EXPECT_EQ(Run(path, TROVA_VARIANT_HARMONIC), TROVA_DESCRIBE_NO_FILES);
+            EXPECT_EQ(Run(path, TROVA_VARIANT_AUTO), TROVA_DESCRIBE_OK);
+            EXPECT_STREQ(FileTable.cachedPath, "");
+        }
+        char label[] = "t", button[] = "b";
+        std::vector<char> file(path.begin(), path.end());
+        file.push_back('\0');
+        // Seven points for each of three channels, with room to spare.
+        int points = 7, factor = 0, status = -1, flags[64];
+        std::vector<float> lo(64), hi(64), mean(64);
+        double times[64];
+        Outcome o;
+        o.result = Reader_XT(2, 1, -1, -1, 0, label, file.data(), &points, lo.data(), hi.data(),
+                             mean.data(), times, flags, &factor, button, &status);
+        o.mean = mean, o.log = LogLines(), o.progress = progress_, o.status = status;
+        o.dialogs = platform::probe::LastDialog().openCount - dialogsBefore;
+        return o;
+    };
+    const Outcome plain = call(false);
+    EXPECT_TRUE(call(true) == plain);
+    // With a table cached, a description of another path leaves it cached.
+    rec::RecordingPlan other;
+    other.stem = "other", other.add(3);
+    Write(other);
+    ASSERT_EQ(Run(dir_.file("other.001.dat"), TROVA_VARIANT_AUTO), TROVA_DESCRIBE_OK);
+    EXPECT_EQ(std::string(FileTable.cachedPath), path);
+}
+
+}  // namespace
+}  // namespace trova
