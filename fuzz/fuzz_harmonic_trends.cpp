@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "files/file_buffer.h"
 #include "files/file_table.h"
 #include "fuzz_members.h"
 #include "harmonics/harmonic_layout.h"
@@ -30,8 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     // The table is built here first, to size the arrays as a caller would
     // (the readers reuse it).
     std::string path = trova::fuzz::WriteMembers(in, ".fft");
-    trova::FileBuffer buffer;
-    trova::EnsureFileTable(path.c_str(), trova::HeaderVariant::kHarmonic, buffer);
+    trova::EnsureFileTable(path.c_str(), trova::HeaderVariant::kHarmonic);
     int phases = 1, rows = 1;
     if (trova::FileTable.fileCount > 0) {
         phases = trova::HarmonicPhaseCount(trova::FileTable.entries[0].channelCode);
