@@ -45,6 +45,9 @@ bool RecordFile::Open(const char *path) {
     if (path == nullptr) return false;
     file_ = std::fopen(path, "rb");
     if (file_ == nullptr) return false;
+    // Reads go straight into the caller's memory: chunks are large, and no
+    // bytes of a file are kept beyond the read that asked for them.
+    std::setvbuf(file_, nullptr, _IONBF, 0);
     // Lengths are taken as the C library's long: where that is 32-bit a
     // file of 2 GiB or more has no length (-1) and is refused as well.
     long length = -1;
