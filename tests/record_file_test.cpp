@@ -97,7 +97,7 @@ protected:
 };
 
 TEST_F(ChangingFilesTest, MembersChangedBeforeOrWhileTheScanReadsThem) {
-    const rec::MemberInfo &m = info_.table()[1];
+    const rec::MemberInfo m = info_.table()[1];
     const Bytes &original = recording_.contents[1];
     const int64_t count = m.records;
     const Bytes replacement = Replacement();
