@@ -28,9 +28,12 @@ using Seen = std::tuple<int32_t, int32_t, double>;  // file, record, time
 // record of file 1 is taken (its first chunk is in memory by then).
 struct Collector {
     std::vector<Seen> seen;
-    int filesEnded = 0;
+    int filesBegun = 0, filesEnded = 0;
     std::function<void()> atFileOne;
-    bool BeginFile(const FileInfoRecord &) { return true; }
+    bool BeginFile(const FileInfoRecord &) {
+        ++filesBegun;
+        return true;
+    }
     void Record(const uint8_t *record, const RecordPosition &p) {
         if (p.file == 1 && p.record == 0 && atFileOne) atFileOne();
         seen.emplace_back(p.file, p.record, RecordTime(record, 0));
@@ -122,24 +125,26 @@ TEST_F(ChangingFilesTest, MembersChangedBeforeOrWhileTheScanReadsThem) {
         std::function<void()> change;
         bool whileReading;
         const std::vector<Seen> &expected;  // of the middle member
+        int begun;                          // files the visitor saw begin
     } cases[] = {
         // Before the scan: the length at open decides what is read.
-        {"truncated mid-record", cut(2, m.recordLength / 2), false, RecordsOf(1, original, m, 2)},
-        {"extended", grow, false, all},
-        {"replaced", replace, false, replaced},
-        {"removed", remove, false, none},
-        {"2 GiB or more", huge, false, none},
+        {"truncated mid-record", cut(2, m.recordLength / 2), false, RecordsOf(1, original, m, 2), 3},
+        {"truncated to its header", cut(0, 0), false, none, 3},
+        {"extended", grow, false, all, 3},
+        {"replaced", replace, false, replaced, 3},
+        {"removed", remove, false, none, 2},
+        {"2 GiB or more", huge, false, none, 2},
         // While it is read: what was read stays, a chunk that cannot be
         // read whole ends the file, growth is not read, and the open file
         // is still the one read after it was replaced or removed.
-        {"truncated to zero", cut(0, -m.headerLength), true, firstChunk},
-        {"truncated inside the second chunk", cut(perChunk_ + 3, 0), true, firstChunk},
+        {"truncated to zero", cut(0, -m.headerLength), true, firstChunk, 3},
+        {"truncated inside the second chunk", cut(perChunk_ + 3, 0), true, firstChunk, 3},
         {"truncated inside the last chunk", cut(2 * perChunk_ + 2, 5), true,
-         RecordsOf(1, original, m, 2 * perChunk_)},
-        {"extended", grow, true, all},
-        {"replaced", replace, true, all},
-        {"removed", remove, true, all},
-        {"2 GiB or more", huge, true, all},
+         RecordsOf(1, original, m, 2 * perChunk_), 3},
+        {"extended", grow, true, all, 3},
+        {"replaced", replace, true, all, 3},
+        {"removed", remove, true, all, 3},
+        {"2 GiB or more", huge, true, all, 3},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(std::string(c.name) + (c.whileReading ? " while reading" : " before"));
@@ -161,7 +166,7 @@ TEST_F(ChangingFilesTest, MembersChangedBeforeOrWhileTheScanReadsThem) {
         const std::vector<Seen> last = RecordsOf(2, recording_.contents[2], info_.table()[2], 20);
         expected.insert(expected.end(), last.begin(), last.end());
         EXPECT_EQ(visitor.seen, expected);
-        EXPECT_EQ(visitor.filesEnded, 3);
+        EXPECT_EQ(std::tuple(visitor.filesBegun, visitor.filesEnded), std::tuple(c.begun, 3));
     }
 }
 
@@ -215,8 +220,10 @@ TEST(RecordSources, ReadsOutsideTheLengthFail) {
     }
     RecordFile none;
     EXPECT_FALSE(none.Open(nullptr));
-    EXPECT_FALSE(none.Open(dir.path().c_str()));  // a directory has no length
-    EXPECT_FALSE(none.Read(0, nullptr, 0));
+    uint8_t out[1];
+    EXPECT_FALSE(none.Open(dir.path().c_str()) && none.Read(0, out, 1));  // a directory
+    none.Close();
+    EXPECT_FALSE(none.Read(0, out, 0));
 }
 
 }  // namespace

@@ -55,9 +55,9 @@ struct RecordPosition {
 //   void EndFile()                              -- after poll and progress
 // Every record handed over lies whole in memory; the pointer is valid only
 // during the call. The records a file holds are counted from its length
-// when it is opened (UsableRecords). A file that cannot be opened any more
-// is skipped, but still polled and counted in the progress; one whose read
-// fails part-way (it shrank or broke while being read) keeps the records
+// when it is opened (UsableRecords). A file that cannot be opened or whose
+// first chunk cannot be read is skipped (BeginFile is not called), but it is
+// still polled and counted in the progress; one whose read fails part-way (it shrank or broke while being read) keeps the records
 // handed over before the failure and gives none after it. Returns true
 // when the scan ended on a cancel request.
 template <class Visitor>
@@ -69,7 +69,7 @@ bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecor
     for (int32_t f = window.startFile; f < window.endFile; ++f) {
         const FileInfoRecord &file = table.entries[f];
         RecordFile stream;
-        if (stream.Open(file.path) && visitor.BeginFile(file)) {
+        if (stream.Open(file.path)) {
             const int64_t count = file.recordCount;
             const int64_t usable = UsableRecords(file, stream.Length());
             const int64_t first = f == window.startFile ? window.startRecord : 0;
@@ -80,13 +80,18 @@ bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecor
             const int64_t size = file.recordSize;
             RecordChunks chunks(stream, ScanMemory, RecordChunks::kScanChunk, file.headerSize,
                                 size, first < 0 ? 0 : first, end < usable ? end : usable);
-            while (chunks.Next()) {
-                const uint8_t *record = chunks.data();
-                const int64_t r0 = chunks.firstRecord();
-                for (int64_t r = r0; r < r0 + chunks.count(); ++r, record += size) {
-                    const RecordPosition position{f, static_cast<int32_t>(r),
-                                                  f == lastFile && r == last};
-                    visitor.Record(record, position);
+            // A file whose first chunk cannot be read is skipped like one
+            // that cannot be opened: the visitor never sees it begin.
+            bool more = chunks.Next();
+            if ((more || !chunks.failed()) && visitor.BeginFile(file)) {
+                for (; more; more = chunks.Next()) {
+                    const uint8_t *record = chunks.data();
+                    const int64_t r0 = chunks.firstRecord();
+                    for (int64_t r = r0; r < r0 + chunks.count(); ++r, record += size) {
+                        const RecordPosition position{f, static_cast<int32_t>(r),
+                                                      f == lastFile && r == last};
+                        visitor.Record(record, position);
+                    }
                 }
             }
         }
