@@ -46,3 +46,54 @@ echo "== voltage spectrum in percent of the fundamental over the window (trova f
 "$trova" fft-all "$first" --quantity 9 --log "$build"
 echo
 echo "diagnostic log: $build/TrovaDLL.LOG"
+echo
+
+# The same recordings from Python: the package installed into build/venv
+# (Debian's numpy, pandas and matplotlib), two plots written beside them.
+"$root/scripts/install-python.sh" "$root/build/venv" >/dev/null
+echo "== Python (build/venv/bin/python, after scripts/install-python.sh)"
+TREND="$(ls "$recording"/sample.001.trd)" HARMONIC="$first" OUT="$build" \
+  "$root/build/venv/bin/python" - <<'PYTHON'
+import os
+import warnings
+
+import trova
+from trova import plot
+
+trend_path, harmonic_path, out = os.environ["TREND"], os.environ["HARMONIC"], os.environ["OUT"]
+print(">>> print(trova.describe(trend_path))")
+print(trova.describe(trend_path))
+print(">>> trova.trend(trend_path, quantity=2, block=2, points=8).to_pandas()['mean']")
+print(trova.trend(trend_path, quantity=2, block=2, points=8).to_pandas()["mean"])
+print(">>> trova.harmonic_table(harmonic_path, percentile=0.95).to_pandas().head(6)")
+print(trova.harmonic_table(harmonic_path, percentile=0.95).to_pandas().head(6))
+print(">>> trova.trend(trend_path, block=7)   # the recording has blocks 0 to 2")
+with warnings.catch_warnings(record=True) as caught:
+    warnings.simplefilter("always")
+    trova.trend(trend_path, block=7)
+print("CorrectedArgumentWarning:", caught[0].message)
+band = plot.trend_band(trova.trend(trend_path, quantity=2, block=2, points=400),
+                       output=os.path.join(out, "trend-band.png"), ylabel="phase voltage (V)")
+heat = plot.spectrum_over_time(trova.spectrum_trend(harmonic_path, quantity=2),
+                               output=os.path.join(out, "spectrum-over-time.png"), first=1)
+print("plots:", os.path.join(out, "trend-band.png"), os.path.join(out, "spectrum-over-time.png"))
+PYTHON
+echo
+
+# A fleet: a handful of generated recordings in a tree, one reader over all
+# of them in two worker processes (a local Dask cluster).
+fleet="$build/sample-fleet"
+rm -rf "$fleet"
+writerec="$root/build/python/tools/recwriter/trova-writerec"
+for site in 1 2 3; do
+  mkdir -p "$fleet/site-$site"
+  "$writerec" "$fleet/site-$site" harmonic files=30,30 stem=feeder base="$site" step=0.1 >/dev/null
+done
+"$writerec" "$fleet/site-3" trend files=20 stem=volts >/dev/null      # not a harmonic recording
+printf 'not a recording' > "$fleet/site-2/feeder.dat"                  # a decoy
+echo "== fleet: 95 % tables of every recording below $fleet, two workers"
+echo "   (python3 -m trova fleet $fleet --workers 2 -o fleet-table.csv harmonic-table --percentile 0.95)"
+"$root/build/venv/bin/python" -m trova fleet "$fleet" --workers 2 \
+  -o "$build/fleet-table.csv" harmonic-table --percentile 0.95 2>&1
+echo "first rows of $build/fleet-table.csv:"
+head -4 "$build/fleet-table.csv"

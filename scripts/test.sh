@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Every test: installs what is missing (as root on Debian), builds with
-# warnings as errors and runs the suites, then again under the address and
+# warnings as errors and runs the suites, the Python package's tests on the
+# package installed into build/venv, then the C++ suites again under the address and
 # undefined-behaviour sanitizers, then the Windows leg: trova.dll cross-built
 # with mingw-w64 and its host program run under Wine on a virtual display.
 #
@@ -34,6 +35,13 @@ run_suite() {  # name, extra cmake arguments...
 }
 
 run_suite test-release -DCMAKE_BUILD_TYPE=RelWithDebInfo
+
+# The Python package, installed into a venv as the README says, so that the
+# packaging is tested too.
+echo "== python (pytest on the installed package)"
+"$root/scripts/install-python.sh" "$root/build/venv" >/dev/null
+TROVA_WRITEREC="$root/build/python/tools/recwriter/trova-writerec" TROVA_EXPECT_INSTALLED=1 \
+  "$root/build/venv/bin/python" -m pytest -q -p no:cacheprovider "$root/python/tests"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   run_suite test-sanitize -DCMAKE_BUILD_TYPE=Debug -DTROVA_SANITIZE=ON
 

@@ -1,0 +1,161 @@
+"""Every reader family against what the recordings were made of."""
+import datetime
+
+import numpy as np
+import pytest
+
+import trova
+from conftest import INTERVAL, START, harmonic_value, trend_value
+
+RECORDS = np.arange(180)
+
+
+def record_time(r):
+    return np.datetime64("1904-01-01T00:00:00") + np.timedelta64(int(START + r * INTERVAL), "s")
+
+
+def test_trend_groups_min_max_mean_and_times(recordings):
+    result = trova.trend(recordings["trend"]["first"], quantity=3, block=1, points=60)
+    groups = np.arange(60) * 3
+    assert (result.status, result.interleave_factor, result.min.shape) == (0, 3, (3, 60))
+    for c in range(3):
+        np.testing.assert_array_equal(result.min[c], trend_value(groups, 1, 3, c))
+        np.testing.assert_array_equal(result.max[c], trend_value(groups + 2, 1, 3, c))
+        np.testing.assert_array_equal(result.mean[c], trend_value(groups + 1, 1, 3, c))
+    np.testing.assert_array_equal(result.times, [record_time(g + 2) for g in groups])
+    flagged = [any(r % 4 == 0 for r in range(g, g + 3)) for g in groups]  # every 4th flagged
+    np.testing.assert_array_equal(result.flags, flagged)
+
+
+def test_scalar_quantity_has_one_channel(recordings):
+    result = trova.trend(recordings["trend"]["first"], quantity=0, block=0, points=500)
+    assert result.mean.shape == (1, 180)
+    np.testing.assert_array_equal(result.mean[0], trend_value(RECORDS, 0, 0, 0))
+
+
+def test_decimated_trend_passes_short_series_through(recordings):
+    result = trova.decimated_trend(recordings["trend"]["first"], quantity=5, block=2, points=500)
+    assert (result.values.shape, result.interleave_factor) == ((3, 180), 0)
+    for c in range(3):
+        np.testing.assert_array_equal(result.values[c], trend_value(RECORDS, 2, 5, c))
+
+
+@pytest.mark.parametrize("flagged, counted", [(True, 180), (False, 135)])
+def test_histogram_counts_every_value_once(recordings, flagged, counted):
+    result = trova.histogram(recordings["trend"]["first"], quantity=2, block=2, flagged=flagged)
+    np.testing.assert_array_equal(result.counts.sum(axis=1), counted)
+    assert (result.flagged_records, result.total_records) == (45, 180)
+    np.testing.assert_array_equal(result.start, trend_value(0 if flagged else 1, 2, 2,
+                                                            np.arange(3)))
+    np.testing.assert_allclose(result.edges[:, -1], trend_value(179, 2, 2, np.arange(3)),
+                               rtol=1e-6)
+
+
+def test_histogram_fixed_range_puts_outliers_in_the_last_bin(recordings):
+    low = trend_value(0, 2, 2, 0)
+    result = trova.histogram(recordings["trend"]["first"], quantity=2, block=2,
+                             value_range=(low, low + 98))
+    assert (result.width[0], result.start[0]) == (1.0, low - 1)
+    assert (result.counts[0, 0], result.counts[0, 99]) == (0, 1 + 81)
+    np.testing.assert_array_equal(result.counts[0, 1:99], 1)
+    assert (result.range_points[0], result.total_points[0]) == (99, 180)
+
+
+FLAT_POINTS = 120
+
+
+@pytest.mark.parametrize("reader, quantity, value_set, field, from_set", [
+    ("angles", 2, 0, 2, 0),
+    ("powers", 3, 0, 3, 0),
+    ("decimated", 2, 0, 2, 0),
+    ("powers", 6, 1, 2, 1),     # with value set 1, code 6 reads the voltage of set 1
+    ("powers", 8, 0, 5, 0),     # stored active power
+    ("decimated", 10, 0, 5, 2),  # stored apparent power
+])
+def test_harmonic_trend_values(recordings, reader, quantity, value_set, field, from_set):
+    result = trova.harmonic_trend(recordings["flat"]["first"], quantity=quantity, harmonic=3,
+                                  value_set=value_set, reader=reader, points=500)
+    values = result.values if reader == "decimated" else result.mean
+    assert (result.status, values.shape) == (0, (3, FLAT_POINTS))
+    for p in range(3):
+        np.testing.assert_array_equal(values[p], harmonic_value(0, field, from_set, p, 3))
+
+
+@pytest.mark.parametrize("reader, quantity, field, from_set", [
+    ("angles", 1, 2, 0), ("powers", 2, 3, 0), ("powers", 5, 5, 2), ("decimated", 4, 5, 1)])
+def test_spectrum_trend_values(recordings, reader, quantity, field, from_set):
+    result = trova.spectrum_trend(recordings["flat"]["first"], quantity=quantity, reader=reader)
+    stat = "value" if reader == "decimated" else "mean"
+    values = result.statistics[stat]
+    assert values.shape[:2] == (3, 12) and values.shape[2] > 0
+    expected = harmonic_value(0, field, from_set, np.arange(3)[:, None], np.arange(12)[None, :])
+    np.testing.assert_array_equal(values, np.broadcast_to(expected[:, :, None], values.shape))
+
+
+@pytest.mark.parametrize("reader, flagged, counted", [
+    ("angles", None, 120), ("powers", True, 120), ("powers", False, 96)])
+def test_harmonic_histogram_of_a_flat_series(recordings, reader, flagged, counted):
+    result = trova.harmonic_histogram(recordings["flat"]["first"], quantity=3, harmonic=5,
+                                      reader=reader, flagged=flagged)
+    np.testing.assert_array_equal(result.counts[:, 0], counted)
+    np.testing.assert_array_equal(result.counts.sum(axis=1), counted)
+    np.testing.assert_array_equal(result.start, harmonic_value(0, 3, 0, np.arange(3), 5))
+    np.testing.assert_array_equal(result.width, 0.0)
+    if reader == "powers":
+        assert (result.flagged_records, result.total_records) == (24, 120)
+
+
+@pytest.mark.parametrize("reader", ["angles", "powers"])
+def test_harmonic_table_of_a_flat_series(recordings, reader):
+    result = trova.harmonic_table(recordings["flat"]["first"], percentile=0.95, reader=reader)
+    phases, positions = np.arange(3)[:, None], np.arange(12)[None, :]
+    np.testing.assert_array_equal(result.table, harmonic_value(0, 2, 0, phases, positions))
+    np.testing.assert_array_equal(result.value_a, harmonic_value(0, 4, 0, np.arange(3), 0))
+    np.testing.assert_array_equal(result.value_b, harmonic_value(0, 4, 0, np.arange(3), 1))
+
+
+@pytest.mark.parametrize("percentile", [0.1, 0.5, 0.95])
+def test_harmonic_table_percentile_of_a_ramp(recordings, percentile):
+    result = trova.harmonic_table(recordings["ramp"]["first"], quantity=2, percentile=percentile)
+    values = harmonic_value(np.arange(100), 3, 0, 0, 4, step=1.0)
+    width = (values.max() - values.min()) / 100
+    assert result.table.shape == (1, 8)
+    assert abs(result.table[0, 4] - np.quantile(values, percentile)) <= 2 * width
+
+
+@pytest.mark.parametrize("bound", [
+    lambda s: s, lambda s: datetime.datetime(1904, 1, 1) + datetime.timedelta(seconds=s),
+    lambda s: np.datetime64("1904-01-01") + np.timedelta64(int(s), "s"),
+    lambda s: str(np.datetime64("1904-01-01") + np.timedelta64(int(s), "s"))])
+def test_window_bounds_in_every_form(recordings, bound):
+    path = recordings["trend"]["first"]
+    result = trova.trend(path, quantity=2, block=2, points=500,
+                         start=bound(START + 30 * INTERVAL), stop=bound(START + 89 * INTERVAL))
+    np.testing.assert_array_equal(result.times, [record_time(r) for r in range(30, 90)])
+    np.testing.assert_array_equal(result.mean[0], trend_value(np.arange(30, 90), 2, 2, 0))
+
+
+def test_read_by_name_reaches_all_thirteen_readers(recordings):
+    seen = set()
+    for export in trova.READERS:
+        kind = "trend" if export in ("Reader_XT", "Reader_XT2", "Reader_HIST") else "flat"
+        result = trova.read(export, recordings[kind]["first"])
+        seen.add(result.reader)
+        assert result.status == 0 and {"statistic", "value"} <= set(result.to_long().columns)
+    assert seen == set(trova.READERS) and len(seen) == 13
+
+
+def test_conversions_keep_the_shape_of_the_data(recordings):
+    trend, flat = recordings["trend"]["first"], recordings["flat"]["first"]
+    frame = trova.trend(trend, points=60).to_pandas()
+    assert frame.shape == (60, 3 * 3 + 1) and str(frame.index.dtype) == "datetime64[ns]"
+    assert list(frame["mean"].columns) == [0, 1, 2]
+    spectrum = trova.spectrum_trend(flat, quantity=1).to_xarray()
+    assert dict(spectrum["mean"].sizes) == {"phase": 3, "harmonic": 12, "time": 60}
+    table = trova.harmonic_table(flat)
+    assert table.to_pandas().shape == (12, 3)
+    assert dict(table.to_xarray()["table"].sizes) == {"phase": 3, "harmonic": 12}
+    long = table.to_long()
+    assert len(long) == 3 * 12 + 2 * 3 and long["harmonic"].isna().sum() == 6
+    histogram = trova.histogram(trend).to_long()
+    assert len(histogram) == 300 and histogram["value"].sum() == 3 * 180
