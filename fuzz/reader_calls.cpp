@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <memory>
 
-#include "files/file_buffer.h"
 #include "files/file_table.h"
 #include "harmonics/harmonic_layout.h"
 #include "trova/readers.h"
@@ -171,8 +170,7 @@ int CallHarmonicStatistics(const ReaderCall &c, char *path, const Shape &shape, 
 
 ReaderOutcome CallReader(const ReaderCall &call, char *path) {
     const bool harmonic = call.kind <= 10;
-    FileBuffer buffer;
-    EnsureFileTable(path, harmonic ? HeaderVariant::kHarmonic : HeaderVariant::kTrend, buffer);
+    EnsureFileTable(path, harmonic ? HeaderVariant::kHarmonic : HeaderVariant::kTrend);
     const Shape shape = ShapeOf(harmonic);
     ReaderOutcome outcome;
     // A caller cannot provide H·100 floats per array for absurd counts.

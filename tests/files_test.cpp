@@ -83,8 +83,7 @@ TEST_F(FileTableTest, MembersInByteOrderWithoutDamagedFilesOrDecoys) {
     }
     const rec::RecordingInfo info = Write(plan);
     ASSERT_EQ(mkdir(dir_.file("meas.dir.dat").c_str(), 0755), 0);  // found, not readable
-    FileBuffer buffer;
-    EnsureFileTable(dir_.file("meas.9.dat").c_str(), HeaderVariant::kTrend, buffer);
+    EnsureFileTable(dir_.file("meas.9.dat").c_str(), HeaderVariant::kTrend);
     ASSERT_EQ(FileTable.fileCount, 4);
     const std::vector<rec::MemberInfo> table = info.table();
     int i = 0;
@@ -111,15 +110,14 @@ TEST_F(FileTableTest, CacheIsKeyedByThePathStringWhateverTheVariant) {
     plan.add(3), plan.add(3);
     const rec::RecordingInfo info = Write(plan);
     const std::string path = PathOf(info, 1);
-    FileBuffer buffer;
-    EnsureFileTable(path.c_str(), HeaderVariant::kTrend, buffer);
+    EnsureFileTable(path.c_str(), HeaderVariant::kTrend);
     rec::writeBytes(dir_.file("meas.777.dat"), rec::buildRecording(plan).contents[0]);
     ClearLog();
-    EnsureFileTable(path.c_str(), HeaderVariant::kHarmonic, buffer);  // same string: kept
+    EnsureFileTable(path.c_str(), HeaderVariant::kHarmonic);  // same string: kept
     EXPECT_EQ(FileTable.fileCount, 2);
     EXPECT_TRUE(LogLines().empty());
     const std::string other = dir_.path() + "/./" + info.table()[1].name;  // same file
-    EnsureFileTable(other.c_str(), HeaderVariant::kTrend, buffer);
+    EnsureFileTable(other.c_str(), HeaderVariant::kTrend);
     EXPECT_EQ(FileTable.fileCount, 3);
 }
 
@@ -130,8 +128,7 @@ TEST_F(FileTableTest, WindowRulesAndCounts) {
     plan.add(10), plan.add(10, 100.0), plan.add(10);
     const rec::RecordingInfo info = Write(plan);
     const double t0 = info.table()[0].firstTime, nan = std::nan(""), no = -1e12;  // t0 + no < 0
-    FileBuffer buffer;
-    EnsureFileTable(PathOf(info, 0).c_str(), HeaderVariant::kTrend, buffer);
+    EnsureFileTable(PathOf(info, 0).c_str(), HeaderVariant::kTrend);
     const struct { double start, stop; int f0, r0, f1, stop1; bool sel0, sel1; int64_t k; }
         cases[] = {
             {no, no, 0, 0, 3, 10, false, false, 30},     {7, no, 0, 7, 3, 10, true, false, 23},
@@ -143,7 +140,7 @@ TEST_F(FileTableTest, WindowRulesAndCounts) {
             {120, 2, 2, 0, 1, 2, true, true, -8}};
     for (const auto &c : cases) {
         const double start = t0 + c.start, stop = t0 + c.stop;
-        const TimeWindow w = ResolveTimeWindow(FileTable, start, stop, buffer);
+        const TimeWindow w = ResolveTimeWindow(FileTable, start, stop);
         EXPECT_EQ(std::tuple(w.startFile, w.startRecord, w.endFile, w.stopRecord, w.startSelected,
                              w.stopSelected, CountWindowRecords(FileTable, w, start, stop),
                              WindowSamples(FileTable, w, start, stop)),

@@ -24,15 +24,15 @@ void FillCommon(FileInfoRecord &entry, const std::string &path, uint32_t channel
 }
 
 // Trend files: malformed, empty or rejected files are left out.
-int32_t BuildFileTable(const std::vector<std::string> &slots, FileBuffer &buffer, TableLog log,
+int32_t BuildFileTable(const std::vector<std::string> &slots, TableLog log,
                        FileTableState &table) {
     int32_t made = 0;
     for (const std::string &slot : slots) {
         TrendHeader header;
         if (log == TableLog::kWrite) {
-            GetFileInformation(slot.c_str(), buffer, header);
+            GetFileInformation(slot.c_str(), header);
         } else {
-            ReadTrendFileInformation(slot.c_str(), buffer, header);
+            ReadTrendFileInformation(slot.c_str(), header);
         }
         if (header.geometry.recordCount == 0) continue;
         table.totalRecords += header.geometry.recordCount;
@@ -48,12 +48,11 @@ int32_t BuildFileTable(const std::vector<std::string> &slots, FileBuffer &buffer
 }
 
 // Harmonic files: the same, plus the harmonic count and power-block flag.
-int32_t BuildFileTableFFT(const std::vector<std::string> &slots, FileBuffer &buffer,
-                          FileTableState &table) {
+int32_t BuildFileTableFFT(const std::vector<std::string> &slots, FileTableState &table) {
     int32_t made = 0;
     for (const std::string &slot : slots) {
         HarmonicHeader header;
-        GetFileInformationFFT(slot.c_str(), buffer, header);
+        GetFileInformationFFT(slot.c_str(), header);
         table.totalRecords += header.geometry.recordCount;
         if (header.geometry.recordCount == 0) continue;
         FileInfoRecord &entry = table.entries[made++];
@@ -76,18 +75,18 @@ void ReleaseTable(FileTableState &table) {
 
 void ReleaseFileTable() { ReleaseTable(FileTable); }
 
-bool BuildTable(const std::vector<std::string> &slots, HeaderVariant variant,
-                FileBuffer &scratch, TableLog log, FileTableState &table) {
+bool BuildTable(const std::vector<std::string> &slots, HeaderVariant variant, TableLog log,
+                FileTableState &table) {
     table.entries = static_cast<FileInfoRecord *>(
         std::calloc(slots.empty() ? 1 : slots.size(), sizeof(FileInfoRecord)));
     if (table.entries == nullptr) return false;
     table.fileCount = variant == HeaderVariant::kTrend
-                          ? BuildFileTable(slots, scratch, log, table)
-                          : BuildFileTableFFT(slots, scratch, table);
+                          ? BuildFileTable(slots, log, table)
+                          : BuildFileTableFFT(slots, table);
     return true;
 }
 
-void EnsureFileTable(const char *PathFile, HeaderVariant variant, FileBuffer &scratch) {
+void EnsureFileTable(const char *PathFile, HeaderVariant variant) {
     const char *path = PathFile != nullptr ? PathFile : "";
     if (std::strcmp(FileTable.cachedPath, path) != 0) ReleaseFileTable();
     if (FileTable.valid) return;
@@ -98,7 +97,7 @@ void EnsureFileTable(const char *PathFile, HeaderVariant variant, FileBuffer &sc
     const bool named = SplitRecordingPath(path, name);
     if (named) slots = FindRecordingFiles(name);
     // Out of memory: an empty, uncached table.
-    if (!BuildTable(slots, variant, scratch, TableLog::kWrite, FileTable)) return;
+    if (!BuildTable(slots, variant, TableLog::kWrite, FileTable)) return;
     // A path that fits no buffer is never cached: the next call looks again
     // (and again finds nothing).
     if (named) {

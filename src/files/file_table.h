@@ -6,7 +6,6 @@
 #include <cstdint>
 
 #include "files/discovery.h"
-#include "files/file_buffer.h"
 
 namespace trova {
 
@@ -47,14 +46,14 @@ enum class TableLog { kWrite, kQuiet };
 // Fills the empty `table` with the usable files among `slots` (the sorted
 // paths of a recording's members), read as `variant`. The table is not
 // marked valid or cached. False when its entries cannot be allocated.
-bool BuildTable(const std::vector<std::string> &slots, HeaderVariant variant,
-                FileBuffer &scratch, TableLog log, FileTableState &table);
+bool BuildTable(const std::vector<std::string> &slots, HeaderVariant variant, TableLog log,
+                FileTableState &table);
 
 // The worker prologue: afterwards FileTable describes the recording of
 // PathFile. The table is reused as long as PathFile is the same string,
 // whichever variant built it and whatever changed on disk since. A PathFile
 // that cannot name a recording gives an empty table (and is not cached).
-void EnsureFileTable(const char *PathFile, HeaderVariant variant, FileBuffer &scratch);
+void EnsureFileTable(const char *PathFile, HeaderVariant variant);
 
 // Frees a table's entries and empties it; ReleaseFileTable does so for the
 // module's table (process detach).

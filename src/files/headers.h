@@ -13,7 +13,7 @@
 
 #include <cstdint>
 
-#include "files/file_buffer.h"
+#include "files/record_file.h"
 
 namespace trova {
 
@@ -51,17 +51,22 @@ enum class HeaderVerdict {
     kBadTimes,     // first later than last, or either time 0.0 (or NaN)
 };
 
-// Parsers over a file in memory (also what the fuzzers drive).
+// Parsers over a source: they read the header, the size table, the first
+// and the last record's times and (harmonic files) H, nothing else. A read
+// that fails (a file that shrank or broke since its length was taken) makes
+// the file malformed. The overloads over memory are what the fuzzers drive.
+HeaderVerdict ParseTrendHeader(ByteSource &source, TrendHeader &out);
+HeaderVerdict ParseHarmonicHeader(ByteSource &source, HarmonicHeader &out);
 HeaderVerdict ParseTrendHeader(const uint8_t *data, int64_t length, TrendHeader &out);
 HeaderVerdict ParseHarmonicHeader(const uint8_t *data, int64_t length, HarmonicHeader &out);
 
-// Read the file whole into `buffer` and parse it. The trend variant writes
+// Open the file and parse it. The trend variant writes
 // the "GetFileInformation" log lines; ReadTrendFileInformation is the same
 // without them. A file that cannot be read any more is treated like a
 // malformed one.
-HeaderVerdict ReadTrendFileInformation(const char *path, FileBuffer &buffer, TrendHeader &out);
-void GetFileInformation(const char *path, FileBuffer &buffer, TrendHeader &out);
-void GetFileInformationFFT(const char *path, FileBuffer &buffer, HarmonicHeader &out);
+HeaderVerdict ReadTrendFileInformation(const char *path, TrendHeader &out);
+void GetFileInformation(const char *path, TrendHeader &out);
+void GetFileInformationFFT(const char *path, HarmonicHeader &out);
 
 
 }  // namespace trova

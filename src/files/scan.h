@@ -1,13 +1,14 @@
 // The record scan every worker shares: the files of the window in table
-// order, each read whole, each record of the window handed to the worker's
-// visitor, then the cancel poll and the progress step after every file.
+// order, each read by chunks of whole records (files/record_file.h), each
+// record of the window handed to the worker's visitor, then the cancel poll
+// and the progress step after every file.
 #pragma once
 
 #include <cstdint>
 
-#include "files/file_buffer.h"
 #include "files/file_table.h"
 #include "files/numeric.h"
+#include "files/record_file.h"
 #include "files/window.h"
 #include "frame/worker_link.h"
 
@@ -52,37 +53,55 @@ struct RecordPosition {
 //   bool BeginFile(const FileInfoRecord &file)  -- false: skip its records
 //   void Record(const uint8_t *record, const RecordPosition &position)
 //   void EndFile()                              -- after poll and progress
-// Every record handed over lies whole inside the file's buffer. A file that
-// cannot be read any more is skipped, but still polled and counted in the
-// progress. Returns true when the scan ended on a cancel request.
+// Every record handed over lies whole in memory; the pointer is valid only
+// during the call. The records a file holds are counted from its length
+// when it is opened (UsableRecords). A file that cannot be opened or whose
+// first chunk cannot be read is skipped (BeginFile is not called), but it is
+// still polled and counted in the progress; one whose read fails part-way (it shrank or broke while being read) keeps the records
+// handed over before the failure and gives none after it. Returns true
+// when the scan ended on a cancel request.
 template <class Visitor>
 bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecordRule rule,
-                FileBuffer &buffer, ProgressMeter &progress, Visitor &visitor) {
+                ProgressMeter &progress, Visitor &visitor) {
     const int32_t lastFile = window.endFile - 1;
     const int64_t stop = window.stopRecord;
     bool cancelled = false;
     for (int32_t f = window.startFile; f < window.endFile; ++f) {
         const FileInfoRecord &file = table.entries[f];
-        if (buffer.Load(file.path) && visitor.BeginFile(file)) {
+        RecordFile stream;
+        if (stream.Open(file.path)) {
             const int64_t count = file.recordCount;
-            const int64_t usable = UsableRecords(file, buffer);
+            const int64_t usable = UsableRecords(file, stream.Length());
             const int64_t first = f == window.startFile ? window.startRecord : 0;
             int64_t end = count;  // one past the last record taken from this file
             if (f == lastFile) end = rule == StopRecordRule::kRead ? stop + 1 : stop;
             if (end > count) end = count;
             const int64_t last = end - 1;
-            for (int64_t r = first < 0 ? 0 : first; r < end && r < usable; ++r) {
-                const RecordPosition position{f, static_cast<int32_t>(r),
-                                              f == lastFile && r == last};
-                visitor.Record(buffer.data() + file.headerSize + r * int64_t{file.recordSize},
-                               position);
+            const int64_t size = file.recordSize;
+            RecordChunks chunks(stream, ScanMemory, RecordChunks::kScanChunk, file.headerSize,
+                                size, first < 0 ? 0 : first, end < usable ? end : usable);
+            // A file whose first chunk cannot be read is skipped like one
+            // that cannot be opened: the visitor never sees it begin.
+            bool more = chunks.Next();
+            if ((more || !chunks.failed()) && visitor.BeginFile(file)) {
+                for (; more; more = chunks.Next()) {
+                    const uint8_t *record = chunks.data();
+                    const int64_t r0 = chunks.firstRecord();
+                    for (int64_t r = r0; r < r0 + chunks.count(); ++r, record += size) {
+                        const RecordPosition position{f, static_cast<int32_t>(r),
+                                                      f == lastFile && r == last};
+                        visitor.Record(record, position);
+                    }
+                }
             }
         }
+        stream.Close();
         if (worker::CancelRequested()) cancelled = true;
         progress.AfterFile();
         visitor.EndFile();
         if (cancelled) break;
     }
+    TrimChunkMemory(ScanMemory, RecordChunks::kScanChunk);
     return cancelled;
 }
 

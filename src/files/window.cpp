@@ -4,22 +4,28 @@
 
 #include "files/big_endian.h"
 #include "files/numeric.h"
+#include "files/record_file.h"
 
 namespace trova {
 namespace {
 
 // The first record of the file with `time` ≤ its record time; the file's
 // record count when none qualifies, `ifUnreadable` when it cannot be read.
-int32_t FirstRecordAtOrAfter(const FileInfoRecord &file, double time, FileBuffer &buffer,
-                             int32_t ifUnreadable) {
-    if (!buffer.Load(file.path)) return ifUnreadable;
-    const int64_t usable = UsableRecords(file, buffer);
-    for (int64_t r = 0; r < usable; ++r) {
-        if (time <= RecordTime(buffer.data(), file.headerSize + r * int64_t{file.recordSize})) {
-            return static_cast<int32_t>(r);
+int32_t FirstRecordAtOrAfter(const FileInfoRecord &file, double time, int32_t ifUnreadable) {
+    RecordFile stream;
+    if (!stream.Open(file.path)) return ifUnreadable;
+    const int64_t size = file.recordSize;
+    LocalChunkMemory local;
+    RecordChunks chunks(stream, local.memory, RecordChunks::kSearchChunk, file.headerSize, size, 0,
+                        UsableRecords(file, stream.Length()));
+    while (chunks.Next()) {
+        for (int64_t i = 0; i < chunks.count(); ++i) {
+            if (time <= RecordTime(chunks.data(), i * size)) {
+                return static_cast<int32_t>(chunks.firstRecord() + i);
+            }
         }
     }
-    return static_cast<int32_t>(file.recordCount);
+    return chunks.failed() ? ifUnreadable : static_cast<int32_t>(file.recordCount);
 }
 
 // The first file whose last time is not before `time`; -1 when none (NaN).
@@ -32,14 +38,13 @@ int32_t FirstFileEndingAtOrAfter(const FileTableState &table, double time) {
 
 }  // namespace
 
-int64_t UsableRecords(const FileInfoRecord &file, const FileBuffer &buffer) {
-    const int64_t data = buffer.size() - int64_t{file.headerSize};
+int64_t UsableRecords(const FileInfoRecord &file, int64_t length) {
+    const int64_t data = length - int64_t{file.headerSize};
     if (data <= 0 || file.recordSize == 0) return 0;
     return std::min<int64_t>(file.recordCount, data / file.recordSize);
 }
 
-TimeWindow ResolveTimeWindow(const FileTableState &table, double TStart, double TStop,
-                             FileBuffer &scratch) {
+TimeWindow ResolveTimeWindow(const FileTableState &table, double TStart, double TStop) {
     TimeWindow window;
     const FileInfoRecord *entries = table.entries;
     const int32_t n = table.fileCount;
@@ -49,7 +54,7 @@ TimeWindow ResolveTimeWindow(const FileTableState &table, double TStart, double 
                                   : FirstFileEndingAtOrAfter(table, TStart);
     if (startFile >= 0) {
         window.startFile = startFile;
-        window.startRecord = FirstRecordAtOrAfter(entries[startFile], TStart, scratch, 0);
+        window.startRecord = FirstRecordAtOrAfter(entries[startFile], TStart, 0);
         window.startSelected = true;
     }
 
@@ -60,8 +65,7 @@ TimeWindow ResolveTimeWindow(const FileTableState &table, double TStart, double 
     if (stopFile >= 0) {
         window.endFile = stopFile + 1;
         const FileInfoRecord &file = entries[stopFile];
-        window.stopRecord = FirstRecordAtOrAfter(file, TStop, scratch,
-                                                 static_cast<int32_t>(file.recordCount));
+        window.stopRecord = FirstRecordAtOrAfter(file, TStop, static_cast<int32_t>(file.recordCount));
         window.stopSelected = true;
     } else {
         window.endFile = n;

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 
-#include "files/file_buffer.h"
 #include "files/file_table.h"
 
 namespace trova {
@@ -24,11 +23,11 @@ struct TimeWindow {
 // first record at or after TStop. A TStart at or after the end of the
 // recording means "from the beginning"; a TStop before its start or at or
 // after its end means "to the end". A NaN bound matches no file and is
-// treated as open. Reads the start and stop files through `scratch`; a file
-// that cannot be read there contributes from its record 0 (start) or to its
-// end (stop): the scan then skips it anyway. The table must not be empty.
-TimeWindow ResolveTimeWindow(const FileTableState &table, double TStart, double TStop,
-                             FileBuffer &scratch);
+// treated as open. The start and stop files are read by chunks up to the
+// first record that qualifies; a file that cannot be read there (or fails
+// part-way) contributes from its record 0 (start) or to its end (stop): the
+// scan then skips it anyway. The table must not be empty.
+TimeWindow ResolveTimeWindow(const FileTableState &table, double TStart, double TStop);
 
 // K: the records of the window as the table counts them. A scan that reads
 // the stop record reads K + 1 records when stopSelected, otherwise K; a scan
@@ -46,8 +45,9 @@ int64_t WindowSamples(const FileTableState &table, const TimeWindow &window, dou
 // `points` must be at least 1.
 int32_t InterleaveFactorFor(int64_t samples, int32_t points);
 
-// The number of records a file in `buffer` really holds, at most the table's
-// count: a file that shrank since the table was built loses its tail.
-int64_t UsableRecords(const FileInfoRecord &file, const FileBuffer &buffer);
+// The number of records a file of `length` bytes really holds, at most the
+// table's count: a file that shrank since the table was built loses its
+// tail, one that grew is read only as far as the table counts.
+int64_t UsableRecords(const FileInfoRecord &file, int64_t length);
 
 }  // namespace trova

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "files/discovery.h"
-#include "files/file_buffer.h"
 #include "files/file_table.h"
 #include "files/window.h"
 #include "harmonics/harmonic_layout.h"
@@ -71,9 +70,9 @@ void DescribeTable(const FileTableState &table, HeaderVariant variant, TrovaReco
     }
 }
 
-void DescribeWindow(const FileTableState &table, double TStart, double TStop, FileBuffer &scratch,
+void DescribeWindow(const FileTableState &table, double TStart, double TStop,
                     TrovaRecordingInfo &info) {
-    const TimeWindow window = ResolveTimeWindow(table, TStart, TStop, scratch);
+    const TimeWindow window = ResolveTimeWindow(table, TStart, TStop);
     info.startFile = window.startFile;
     info.startRecord = window.startRecord;
     info.endFile = window.endFile;
@@ -104,17 +103,16 @@ extern "C" TROVA_API int TrovaDescribeRecording(const char *PathFile, int varian
     const std::vector<std::string> slots = FindRecordingFiles(name);
     DescribeSearch(name, slots.size(), *info);
 
-    FileBuffer scratch;
     OwnedTable trend;
     OwnedTable harmonic;
     // The automatic choice builds both tables and keeps the one that holds
     // more members; a tie goes to the trend variant.
     if (variant != TROVA_VARIANT_HARMONIC &&
-        !BuildTable(slots, HeaderVariant::kTrend, scratch, TableLog::kQuiet, trend.state)) {
+        !BuildTable(slots, HeaderVariant::kTrend, TableLog::kQuiet, trend.state)) {
         return TROVA_DESCRIBE_NO_MEMORY;
     }
     if (variant != TROVA_VARIANT_TREND &&
-        !BuildTable(slots, HeaderVariant::kHarmonic, scratch, TableLog::kQuiet, harmonic.state)) {
+        !BuildTable(slots, HeaderVariant::kHarmonic, TableLog::kQuiet, harmonic.state)) {
         return TROVA_DESCRIBE_NO_MEMORY;
     }
     const bool useHarmonic = variant == TROVA_VARIANT_HARMONIC ||
@@ -126,7 +124,7 @@ extern "C" TROVA_API int TrovaDescribeRecording(const char *PathFile, int varian
     if (table.fileCount < 1) return TROVA_DESCRIBE_NO_FILES;
 
     DescribeTable(table, chosen, *info);
-    DescribeWindow(table, TStart, TStop, scratch, *info);
+    DescribeWindow(table, TStart, TStop, *info);
     const int copied = table.fileCount < fileCapacity ? table.fileCount : fileCapacity;
     if (copied > 0) std::memcpy(files, table.entries, sizeof(TrovaFileInfo) * copied);
     return TROVA_DESCRIBE_OK;

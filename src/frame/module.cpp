@@ -1,4 +1,5 @@
 #include "files/file_table.h"
+#include "files/record_file.h"
 #include "frame/module_state.h"
 
 namespace trova {
@@ -20,8 +21,10 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void *) {
         CancelEvent = CreateEventA(nullptr, FALSE, FALSE, nullptr);  // auto-reset, not signalled
         ResetEvent(CancelEvent);
     } else if (reason == DLL_PROCESS_DETACH) {
-        // Only the table is released; the event is left to the process end.
+        // The table and the scan's chunk memory are released; the event is
+        // left to the process end.
         if (FileTable.valid) ReleaseFileTable();
+        ReleaseChunkMemory(ScanMemory);
     }
     return TRUE;
 }

@@ -4,11 +4,10 @@
 
 namespace trova {
 
-HarmonicScan PrepareHarmonicScan(const FileTableState &table, double TStart, double TStop,
-                                 FileBuffer &buffer) {
+HarmonicScan PrepareHarmonicScan(const FileTableState &table, double TStart, double TStop) {
     const FileInfoRecord &first = table.entries[0];
     HarmonicScan scan;
-    scan.window = ResolveTimeWindow(table, TStart, TStop, buffer);
+    scan.window = ResolveTimeWindow(table, TStart, TStop);
     scan.phases = HarmonicPhaseCount(first.channelCode);
     scan.samples = WindowSamples(table, scan.window, TStart, TStop);
     scan.hasPowerBlock = first.powerBlockFlag != 0;

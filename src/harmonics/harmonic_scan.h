@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "files/completion.h"
-#include "files/file_buffer.h"
 #include "files/file_table.h"
 #include "files/numeric.h"
 #include "files/scan.h"
@@ -25,8 +24,7 @@ struct HarmonicScan {
 };
 
 // From the file table of the recording, which must hold at least one file.
-HarmonicScan PrepareHarmonicScan(const FileTableState &table, double TStart, double TStop,
-                                 FileBuffer &buffer);
+HarmonicScan PrepareHarmonicScan(const FileTableState &table, double TStart, double TStop);
 
 // How a worker opens and closes: its first log line (nullptr: none), and
 // whether it posts the rest of its progress (also 0) before the pause.
@@ -36,25 +34,24 @@ struct WorkerFrame {
 };
 
 // Runs a worker: the start line, the file table of PathFile and, when it
-// holds a file, `work(scan, buffer, progress, flags)`, which scans with the
+// holds a file, `work(scan, progress, flags)`, which scans with the
 // progress meter it is given and returns what it delivers after the
 // completion pause (a callable, kept alive until then). Without a file the
 // work is not run and the status is 3.
 template <class Params, class Work>
 void RunHarmonicWorker(Params &params, const WorkerFrame &frame, Work &&work) {
     if (frame.startLine != nullptr) LogLine(frame.startLine);
-    FileBuffer buffer;
-    EnsureFileTable(params.PathFile, HeaderVariant::kHarmonic, buffer);
+    EnsureFileTable(params.PathFile, HeaderVariant::kHarmonic);
     StatusFlags flags;
     float unposted = 0.0f;
-    using AfterPause = decltype(work(std::declval<const HarmonicScan &>(), buffer,
+    using AfterPause = decltype(work(std::declval<const HarmonicScan &>(),
                                      std::declval<ProgressMeter &>(), flags));
     std::optional<AfterPause> afterPause;
     if (FileTable.fileCount >= 1) {
         const HarmonicScan scan =
-            PrepareHarmonicScan(FileTable, params.TStart, params.TStop, buffer);
+            PrepareHarmonicScan(FileTable, params.TStart, params.TStop);
         ProgressMeter progress(ProgressMeter::StepFor(scan.window));
-        afterPause.emplace(work(scan, buffer, progress, flags));
+        afterPause.emplace(work(scan, progress, flags));
         unposted = progress.accumulator();
     }
     if (frame.finalProgress) worker::PostProgress(TruncToInt32(unposted));

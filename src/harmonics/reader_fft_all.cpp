@@ -120,16 +120,16 @@ private:
 
 template <class Sink>
 bool ScanSpectrum(const HarmonicScan &scan, const HarmonicQuantity &quantity, int32_t capacity,
-                  int32_t firstHarmonic, FileBuffer &buffer, ProgressMeter &progress,
+                  int32_t firstHarmonic, ProgressMeter &progress,
                   Sink &sink) {
     SpectrumVisitor<Sink> visitor(scan, quantity, capacity, firstHarmonic, sink);
-    return ScanWindow(FileTable, scan.window, StopRecordRule::kRead, buffer, progress, visitor);
+    return ScanWindow(FileTable, scan.window, StopRecordRule::kRead, progress, visitor);
 }
 
 void RunFftAll(void *block, const FftAllVariant &variant) {
     ReaderFftAllParams &params = *static_cast<ReaderFftAllParams *>(block);
     RunHarmonicWorker(params, WorkerFrame{nullptr, false},
-                      [&](const HarmonicScan &scan, FileBuffer &buffer, ProgressMeter &progress,
+                      [&](const HarmonicScan &scan, ProgressMeter &progress,
                           StatusFlags &flags) {
         if (params.HarmCount != nullptr) *params.HarmCount = scan.harmonics;
         const int32_t factor = InterleaveFactorFor(scan.samples, kSpectrumPoints);
@@ -156,7 +156,7 @@ void RunFftAll(void *block, const FftAllVariant &variant) {
         const int32_t capacity = WorkingPositions(scan, quantity, params.FirstHarmonic);
         HarmonicGrouping grouping(variant.grouping, targets, scan.phases, capacity, factor,
                                   params.FirstHarmonic);
-        flags.cancelled = ScanSpectrum(scan, quantity, capacity, params.FirstHarmonic, buffer,
+        flags.cancelled = ScanSpectrum(scan, quantity, capacity, params.FirstHarmonic,
                                        progress, grouping);
         return NothingAfterPause();
     });
@@ -168,7 +168,7 @@ void RunFftAll(void *block, const FftAllVariant &variant) {
 void RunFftAll3(void *block) {
     ReaderFftAll3Params &params = *static_cast<ReaderFftAll3Params *>(block);
     RunHarmonicWorker(params, WorkerFrame{"Start Reader_FFT_ALL_Harmonics_XT_Thread3", false},
-                      [&](const HarmonicScan &scan, FileBuffer &buffer, ProgressMeter &progress,
+                      [&](const HarmonicScan &scan, ProgressMeter &progress,
                           StatusFlags &flags) {
         if (params.HarmCount != nullptr) *params.HarmCount = scan.harmonics;
         RemapQuantity(kSpectrumRules, scan.hasPowerBlock, params.Quantity, params.MinMax, flags);
@@ -180,7 +180,7 @@ void RunFftAll3(void *block) {
         HarmonicCurves curves(scan.phases, capacity, scan.samples, kSpectrumPoints,
                               CurveTimeTest{});
         if (params.InterleaveFactor != nullptr) *params.InterleaveFactor = curves.HalfFactor();
-        flags.cancelled = ScanSpectrum(scan, quantity, capacity, params.FirstHarmonic, buffer,
+        flags.cancelled = ScanSpectrum(scan, quantity, capacity, params.FirstHarmonic,
                                        progress, curves);
         return [&params, phases = scan.phases, curves = std::move(curves)]() mutable {
             LogLine("==[ Output ]============================================");

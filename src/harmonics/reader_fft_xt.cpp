@@ -94,16 +94,15 @@ private:
 
 template <class Sink>
 bool ScanTrend(const HarmonicScan &scan, const HarmonicQuantity &quantity, int32_t phasesRead,
-               int32_t harmonic, int32_t firstHarmonic, FileBuffer &buffer,
-               ProgressMeter &progress, Sink &sink) {
+               int32_t harmonic, int32_t firstHarmonic, ProgressMeter &progress, Sink &sink) {
     TrendVisitor<Sink> visitor(quantity, scan.phases, phasesRead, harmonic, firstHarmonic, sink);
-    return ScanWindow(FileTable, scan.window, StopRecordRule::kRead, buffer, progress, visitor);
+    return ScanWindow(FileTable, scan.window, StopRecordRule::kRead, progress, visitor);
 }
 
 void RunFftXt(void *block, const FftXtVariant &variant) {
     ReaderFftXtParams &params = *static_cast<ReaderFftXtParams *>(block);
     RunHarmonicWorker(params, WorkerFrame{variant.startLine, true},
-                      [&](const HarmonicScan &scan, FileBuffer &buffer, ProgressMeter &progress,
+                      [&](const HarmonicScan &scan, ProgressMeter &progress,
                           StatusFlags &flags) {
         const int32_t N = params.Points != nullptr ? *params.Points : 0;
         // With no room for a single point there is nothing to group: the
@@ -126,7 +125,7 @@ void RunFftXt(void *block, const FftXtVariant &variant) {
         }
         HarmonicGrouping grouping(variant.grouping, targets, phasesRead, 1, factor, 0);
         flags.cancelled = ScanTrend(scan, quantity, phasesRead, params.Harmonic,
-                                    params.FirstHarmonic, buffer, progress, grouping);
+                                    params.FirstHarmonic, progress, grouping);
         return NothingAfterPause();
     });
 }
@@ -138,7 +137,7 @@ void RunFftXt(void *block, const FftXtVariant &variant) {
 void RunFftXt3(void *block) {
     ReaderFftXt3Params &params = *static_cast<ReaderFftXt3Params *>(block);
     RunHarmonicWorker(params, WorkerFrame{"Start Reader_FFT_XT_Thread3", true},
-                      [&](const HarmonicScan &scan, FileBuffer &buffer, ProgressMeter &progress,
+                      [&](const HarmonicScan &scan, ProgressMeter &progress,
                           StatusFlags &flags) {
         const int32_t N = params.Points != nullptr ? *params.Points : 0;
         RemapQuantity(kFftXt3Rules, scan.hasPowerBlock, params.Quantity, params.MinMax, flags);
@@ -153,7 +152,7 @@ void RunFftXt3(void *block) {
         HarmonicCurves curves(scan.phases, 1, scan.samples, N, test);
         if (params.InterleaveFactor != nullptr) *params.InterleaveFactor = curves.HalfFactor();
         flags.cancelled = ScanTrend(scan, quantity, phasesRead, params.Harmonic,
-                                    params.FirstHarmonic, buffer, progress, curves);
+                                    params.FirstHarmonic, progress, curves);
         // Phase p of point i at p·N + i; a budget below 1 gives no point.
         CurveTargets targets(params.Times, N, params.FlagWords);
         for (int32_t p = 0; N >= 1 && params.Values != nullptr && p < scan.phases; ++p) {

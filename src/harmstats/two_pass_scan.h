@@ -7,7 +7,6 @@
 #include <cstdint>
 
 #include "files/completion.h"
-#include "files/file_buffer.h"
 #include "files/file_table.h"
 #include "files/scan.h"
 #include "harmonics/harmonic_quantity.h"
@@ -20,9 +19,9 @@ public:
     // Ensures the file table and settles the window. False when the table
     // holds no file: there is nothing to scan, and the worker completes.
     bool Begin(const char *PathFile, double TStart, double TStop) {
-        EnsureFileTable(PathFile, HeaderVariant::kHarmonic, buffer_);
+        EnsureFileTable(PathFile, HeaderVariant::kHarmonic);
         if (FileTable.fileCount < 1) return false;
-        scan_ = PrepareHarmonicScan(FileTable, TStart, TStop, buffer_);
+        scan_ = PrepareHarmonicScan(FileTable, TStart, TStop);
         progress_ = ProgressMeter(ProgressMeter::StepFor(scan_.window, 50.0f));
         return true;
     }
@@ -55,11 +54,10 @@ public:
 private:
     template <class Visitor>
     bool Pass(Visitor &visitor) {
-        return ScanWindow(FileTable, scan_.window, StopRecordRule::kExclude, buffer_, progress_,
+        return ScanWindow(FileTable, scan_.window, StopRecordRule::kExclude, progress_,
                           visitor);
     }
 
-    FileBuffer buffer_;
     HarmonicScan scan_{};
     ProgressMeter progress_{0.0f};
     StatusFlags flags_;

@@ -198,12 +198,12 @@ void Reader_HIST_Thread(void *block) {
     HistRange range;
     RangePass rangePass(params, channelCount, range);
     call.flags.cancelled = ScanWindow(FileTable, call.window, StopRecordRule::kExclude,
-                                      call.buffer, call.progress, rangePass);
+                                      call.progress, rangePass);
     FixRange(params, channelCount, served, range);
     if (!call.flags.cancelled) {
         CountPass countPass(params, channelCount, range);
         call.flags.cancelled = ScanWindow(FileTable, call.window, StopRecordRule::kExclude,
-                                          call.buffer, call.progress, countPass);
+                                          call.progress, countPass);
     }
     CompleteWorker(call.flags, params.Status);
 }

@@ -104,7 +104,7 @@ void Reader_Thread(void *block) {
     if (points >= 1) {
         XtGrouping grouping(params, call.channelCount, factor, points);
         call.flags.cancelled = ScanWindow(FileTable, call.window, StopRecordRule::kRead,
-                                          call.buffer, call.progress, grouping);
+                                          call.progress, grouping);
     }
     CompleteWorker(call.flags, params.Status);
 }

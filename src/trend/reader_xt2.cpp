@@ -95,7 +95,7 @@ void Reader_Thread2(void *block) {
     if (points >= 1) {
         Xt2Feed feed(params, channelCount, curves);
         call.flags.cancelled = ScanWindow(FileTable, call.window, StopRecordRule::kRead,
-                                          call.buffer, call.progress, feed);
+                                          call.progress, feed);
     }
     // A cancelled call delivers what the curves hold, the open bin included.
     CompleteWorker(call.flags, params.Status, [&] {

@@ -10,7 +10,6 @@
 #include <cstdint>
 
 #include "files/completion.h"
-#include "files/file_buffer.h"
 #include "files/scan.h"
 #include "files/window.h"
 #include "files/file_table.h"
@@ -96,7 +95,6 @@ private:
 // argument checks against the first file, the window and the progress step
 // of one pass. An empty table completes the call at once (status 3).
 struct TrendCall {
-    FileBuffer buffer;
     StatusFlags flags;
     TimeWindow window;
     ProgressMeter progress{0.0f};
@@ -105,14 +103,14 @@ struct TrendCall {
     // False when the call has already completed for lack of files.
     template <class Params>
     bool Begin(Params &params) {
-        EnsureFileTable(params.PathFile, HeaderVariant::kTrend, buffer);
+        EnsureFileTable(params.PathFile, HeaderVariant::kTrend);
         if (FileTable.fileCount < 1) {
             CompleteWorker(flags, params.Status);
             return false;
         }
         const FileInfoRecord &first = FileTable.entries[0];
         CheckTrendArguments(first, params.MinMax, params.Quantity, flags);
-        window = ResolveTimeWindow(FileTable, params.TStart, params.TStop, buffer);
+        window = ResolveTimeWindow(FileTable, params.TStart, params.TStop);
         progress = ProgressMeter(ProgressMeter::StepFor(window));
         channelCount = static_cast<int32_t>(first.channelCode);
         return true;

@@ -43,7 +43,6 @@
 
 #include <algorithm>
 
-#include "files/file_buffer.h"
 #include "files/file_table.h"
 #include "harmonics/harmonic_layout.h"
 #include "sample_recording.h"
@@ -108,8 +107,7 @@ bool ParseOptions(int argc, char **argv, Options &options) {
 }
 
 int ShowTable(const std::string &path) {
-    trova::FileBuffer buffer;
-    trova::EnsureFileTable(path.c_str(), trova::HeaderVariant::kTrend, buffer);
+    trova::EnsureFileTable(path.c_str(), trova::HeaderVariant::kTrend);
     const trova::FileTableState &table = trova::FileTable;
     std::printf("%d file(s), %u record(s)\n", table.fileCount, table.totalRecords);
     if (table.fileCount < 1) return 1;
@@ -152,8 +150,7 @@ struct TrendArgs {
         extRef = static_cast<float>(options.Number("extref", 0.0));
         if (options.values.count("last")) {
             // The last N seconds: the window ends with the recording.
-            trova::FileBuffer buffer;
-            trova::EnsureFileTable(path.c_str(), trova::HeaderVariant::kTrend, buffer);
+            trova::EnsureFileTable(path.c_str(), trova::HeaderVariant::kTrend);
             if (trova::FileTable.fileCount > 0) {
                 from = trova::FileTable.entries[trova::FileTable.fileCount - 1].lastTime -
                        options.Number("last", 0.0);
@@ -507,8 +504,7 @@ int ShowSpectrumTrend(const std::string &path, const Options &options) {
     const int reader = TrendReader(options);
     // Each value array holds 100 points per position of the largest
     // harmonic count among the recording's files.
-    trova::FileBuffer buffer;
-    trova::EnsureFileTable(path.c_str(), trova::HeaderVariant::kHarmonic, buffer);
+    trova::EnsureFileTable(path.c_str(), trova::HeaderVariant::kHarmonic);
     int rows = 1;
     for (int32_t f = 0; f < trova::FileTable.fileCount; ++f) {
         rows = std::max(rows, static_cast<int>(trova::FileTable.entries[f].harmonicCount));
