@@ -42,7 +42,7 @@ check_library() {  # the installed library file
 }
 
 check_cli() {  # the installed trova command
-  "$1" table "$recording" --no-log | grep -q "2 file(s), 12 record(s)" \
+  "$1" info "$recording" --no-log --format json | grep -q '"records": 12' \
     || fail "the installed CLI does not list the recording"
 }
 
