@@ -2,7 +2,7 @@
 # Installs what the Linux build and tests need, from Debian's packages, when
 # run as root on a Debian machine and something is missing. Idempotent.
 set -euo pipefail
-packages=(cmake make g++ libgtest-dev googletest python3
+packages=(cmake make g++ libgtest-dev googletest libcli11-dev nlohmann-json3-dev pkgconf python3
   python3-numpy python3-pandas python3-matplotlib python3-tqdm python3-xarray python3-pytest
   python3-setuptools python3-venv python3-pip python3-dask python3-distributed)
 missing=()

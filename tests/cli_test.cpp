@@ -1,13 +1,21 @@
-// The trova command on the demo's sample recording: the histogram view agrees
-// with what the reader delivers.
+// The trova command as a user meets it: usage errors, every view in every
+// format (CSV read back, JSON parsed), clear errors for paths that name no
+// recording, and Ctrl-C during a reader call.
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
-#include <cstdio>
-#include <cstring>
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
-#include <tuple>
+#include <thread>
 #include <vector>
 
 #include "support/test_support.h"
@@ -15,43 +23,197 @@
 namespace trova {
 namespace {
 
-// The tool's standard output, line by line; the exit code must be 0.
-std::vector<std::string> RunCli(const std::string &arguments) {
-    const std::string command = std::string(TROVA_CLI) + " " + arguments + " --no-log 2>/dev/null";
-    FILE *pipe = popen(command.c_str(), "r");
-    std::vector<std::string> lines;
-    char line[4096];
-    while (pipe && fgets(line, sizeof line, pipe)) lines.emplace_back(line, strcspn(line, "\n"));
-    EXPECT_EQ(pipe ? pclose(pipe) : -1, 0) << command;
-    return lines;
+using nlohmann::json;
+
+struct Outcome {
+    int exit = -1;
+    std::string out, err;
+};
+
+class TrovaCli : public ::testing::Test {
+protected:
+    // Runs the tool with `arguments` (words separated by blanks).
+    Outcome Run(const std::string &arguments) {
+        const std::string out = dir_.file("out.txt"), err = dir_.file("err.txt");
+        const std::string command = std::string(TROVA_CLI) + " " + arguments + " >" + out + " 2>" + err;
+        const int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, testing::ReadFileText(out),
+                testing::ReadFileText(err)};
+    }
+    std::string Sample(const char *kind) {
+        const Outcome o = Run(std::string(kind) + " " + dir_.file(kind));
+        EXPECT_EQ(o.exit, 0) << o.err;
+        return o.out.substr(0, o.out.find('\n'));
+    }
+    testing::ScratchDir dir_;
+};
+
+TEST_F(TrovaCli, UsageErrorsNameTheOptionAndTheAcceptedValues) {
+    const std::string trend = Sample("sample"), harmonic = Sample("sample-harmonic");
+    const struct { std::string arguments, says; } cases[] = {
+        {"", "A subcommand is required"},
+        {"xt", "PATH is required"},
+        {"xt " + trend + " --quantity abc", "--quantity: \"abc\" is not a whole number from 0 to 127"},
+        {"xt " + trend + " --points 0", "--points: \"0\" is not a whole number from 1 to"},
+        {"xt " + trend + " --block 3", "--block: \"3\" is not a whole number from 0 to 2"},
+        {"xt " + trend + " --from yesterday", "--from: \"yesterday\" is not a time"},
+        {"xt " + trend + " --from 0 --last 60", "--from excludes --last"},
+        {"hist " + trend + " --min low", "--min: \"low\" is not a number"},
+        {"fft-table " + harmonic + " --percentile 1.5", "--percentile: \"1.5\" is not a number from 0 to 1"},
+        {"fft-table " + harmonic + " --quantity 11", "--quantity: \"11\" is not a whole number from 1 to 10"},
+        {"fft-xt " + harmonic + " --harmonic 999", "--harmonic: 999 is not a position of this recording: 0 to 24"},
+        {"fft-xt " + harmonic + " --quantity 14", "--quantity: codes 14 to 17 need --reader 3"},
+        {"fft-hist " + harmonic + " --reader 3", "--reader: \"3\" is not a whole number from 1 to 2"},
+        {"info " + trend + " --format xml", "--format: xml not in {table,csv,json}"},
+        {"info " + trend + " --variant other", "--variant: other not in {auto,trend,harmonic}"},
+    };
+    for (const auto &c : cases) {
+        const Outcome o = Run(c.arguments + " --no-log");
+        EXPECT_EQ(o.exit, 2) << c.arguments;
+        EXPECT_NE(o.err.find(c.says), std::string::npos) << c.arguments << "\n" << o.err;
+        EXPECT_EQ(o.out, "") << c.arguments;
+    }
 }
 
-TEST(TrovaCli, HistogramViewCountsTheUnflaggedRecordsOfEveryChannel) {
-    testing::ScratchDir dir;
-    const std::string first = RunCli("sample " + dir.file("rec")).at(0);
-    // Three channels in rows of 15 bins whose counts add up to the unflagged records.
-    const std::vector<std::string> hist = RunCli("hist " + first + " --quantity 2 --rows 7");
-    int records = -1, flagged = -1;
-    ASSERT_EQ(sscanf(hist.at(0).c_str(), "status 0 (ok), %d record(s), %d flagged", &records,
-                     &flagged), 2);
-    long long channels = 0, rows = 0, sum = 0, count = 0;
-    for (const std::string &line : hist) {
-        channels += line.rfind("channel ", 0) == 0;
-        if (line.find('|') == std::string::npos) continue;
-        EXPECT_EQ(sscanf(line.c_str(), " %*f .. %*f %lld", &count), 1) << line;
-        ++rows, sum += count;
+// CSV blocks (tables apart by an empty line) as rows of fields.
+std::vector<std::vector<std::vector<std::string>>> ReadCsv(const std::string &text) {
+    std::vector<std::vector<std::vector<std::string>>> blocks(1);
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        if (line.empty()) {
+            blocks.emplace_back();
+            continue;
+        }
+        std::vector<std::string> fields;
+        std::istringstream row(line);
+        for (std::string field; std::getline(row, field, ',');) fields.push_back(field);
+        if (!line.empty() && line.back() == ',') fields.emplace_back();
+        blocks.back().push_back(fields);
     }
-    EXPECT_EQ(std::tuple(channels, rows, sum), std::tuple(3, 21, 3LL * (records - flagged)));
+    return blocks;
+}
 
-    // "--flagged" alone and with a value: every record is then histogrammed.
-    for (const char *flaggedArg : {" --flagged", " --flagged 1"}) {
-        const std::vector<std::string> all =
-            RunCli("hist " + first + " --quantity 2" + flaggedArg);
-        EXPECT_NE(all.at(0).find("(histogrammed)"), std::string::npos) << all.at(0);
+TEST_F(TrovaCli, EveryViewInEveryFormatAgrees) {
+    const std::string trend = Sample("sample"), harmonic = Sample("sample-harmonic");
+    const struct { std::string arguments, firstTable; } views[] = {
+        {"info " + trend, "files"},
+        {"info " + harmonic, "files"},
+        {"xt " + trend + " --points 7 --from 2023-12-31T01:00:00Z", "points"},
+        {"xt2 " + trend + " --points 8 --extref -1", "points"},
+        {"hist " + trend + " --min 226 --max 234 --flagged 1", "channels"},
+        {"fft-xt " + harmonic + " --harmonic 4 --points 6", "points"},
+        {"fft-xt " + harmonic + " --harmonic 4 --points 6 --reader 3 --quantity 14", "points"},
+        {"fft-all " + harmonic + " --quantity 9 --matrix 1 --columns 3", "spectrum"},
+        {"fft-hist " + harmonic + " --harmonic 2 --hmin 9 --hmax 9.4", "phases"},
+        {"fft-table " + harmonic + " --percentile 0.95 --flagged 0", "table"},
+    };
+    for (const auto &v : views) {
+        const Outcome table = Run(v.arguments + " --no-log");
+        const Outcome csv = Run(v.arguments + " --no-log --format csv");
+        const Outcome js = Run(v.arguments + " --no-log --format json --output " + dir_.file("o.json"));
+        ASSERT_EQ(std::tie(table.exit, csv.exit, js.exit), std::tuple(0, 0, 0)) << v.arguments << table.err;
+        EXPECT_EQ(js.out, "") << "--output takes the JSON";
+        const json j = json::parse(testing::ReadFileText(dir_.file("o.json")));
+        if (j.contains("status")) {
+            EXPECT_EQ(j["status"]["code"], 0) << v.arguments;
+        }
+        const json &rows = j.at(v.firstTable);
+        ASSERT_FALSE(rows.empty()) << v.arguments;
+        // CSV: a header row of the JSON keys, every row as wide; the first
+        // table's values read back to the JSON numbers.
+        const auto blocks = ReadCsv(csv.out);
+        const auto &first = blocks.at(0);
+        ASSERT_EQ(first.size(), rows.size() + 1) << v.arguments;
+        for (const auto &row : first) EXPECT_EQ(row.size(), first[0].size()) << v.arguments;
+        for (size_t r = 0; r < rows.size(); ++r) {
+            for (size_t c = 0; c < first[0].size(); ++c) {
+                const json &value = rows[r].at(first[0][c]);
+                if (value.is_number_float()) {
+                    EXPECT_EQ(std::strtod(first[r + 1][c].c_str(), nullptr), value.get<double>())
+                        << v.arguments << " " << first[0][c];
+                } else if (value.is_string()) {
+                    EXPECT_EQ(first[r + 1][c], value.get<std::string>());
+                }
+            }
+        }
+        EXPECT_NE(table.out.find(j.contains("status") ? "status 0 (ok)" : "recording"), std::string::npos)
+            << table.out;
     }
-    // The harmonic views take "--flagged 0" (the demo's 95 % table).
-    const std::string harmonic = RunCli("sample-harmonic " + dir.file("fft")).at(0);
-    EXPECT_EQ(RunCli("fft-table " + harmonic + " --percentile 0.95 --flagged 0").at(0).rfind("status 0", 0), 0u);
+    // What info reports is what the files hold: (size - D) / R records each.
+    const json info = json::parse(Run("info " + trend + " --no-log --format json").out);
+    EXPECT_EQ(info["summary"]["files"], 4);
+    for (const json &f : info["files"]) {
+        struct stat st;
+        ASSERT_EQ(stat(dir_.file("sample/" + f["file"].get<std::string>()).c_str(), &st), 0);
+        EXPECT_EQ(f["records"].get<long>(),
+                  (st.st_size - f["header_bytes"].get<long>()) / f["record_bytes"].get<long>());
+    }
+}
+
+TEST_F(TrovaCli, PathsThatNameNoRecordingSayWhatWasSearched) {
+    const std::string trend = Sample("sample");
+    // A directory with blanks and non-ASCII bytes, and a recording of 3000 members.
+    rec::RecordingPlan many;
+    for (int i = 0; i < 3000; ++i) many.add(1);
+    const std::string odd = dir_.file("mes d\xc3\xa9" "part");
+    rec::writeRecording(odd, many);
+    rec::writeBytes(dir_.file("junk.001.dat"), rec::Bytes(40, 7));
+    const struct { std::string path, says; int exit; } cases[] = {
+        {dir_.file("none.001.dat"), "no file matches " + dir_.file("none.*.dat"), 1},
+        {dir_.path(), "is a directory: give one file of a recording", 1},
+        {dir_.file("junk.001.dat"), "1 file(s) match", 1},  // no usable member
+        {dir_.file(std::string(300, 'x') + ".dat"), "names no recording", 1},
+        {"'" + odd + "/meas.001.dat'", "", 0},
+    };
+    for (const auto &c : cases) {
+        const Outcome o = Run("info " + c.path + " --no-log --format json");
+        EXPECT_EQ(o.exit, c.exit) << c.path << o.err;
+        EXPECT_NE(o.err.find(c.says), std::string::npos) << o.err;
+        if (c.exit == 0) {
+            EXPECT_EQ(json::parse(o.out)["summary"]["files"], 3000);
+        }
+        if (c.exit != 0) {
+            EXPECT_EQ(std::count(o.err.begin(), o.err.end(), '\n'), 1) << o.err;
+        }
+    }
+    EXPECT_EQ(Run("xt " + dir_.file("none.001.dat") + " --no-log").exit, 1);
+}
+
+// Ctrl-C during a call: the library is asked to cancel, the partial result
+// is written with status 1 and the tool exits with 130.
+TEST_F(TrovaCli, InterruptCancelsTheCallAndKeepsThePartialResult) {
+    rec::RecordingPlan plan;
+    for (int i = 0; i < 4000; ++i) plan.add(20);
+    const rec::RecordingInfo big = rec::writeRecording(dir_.file("big"), plan);
+    const std::string first = big.path(big.table().at(0));
+    bool cancelled = false;
+    for (int attempt = 0; attempt < 5 && !cancelled; ++attempt) {
+        std::remove(dir_.file("TrovaDLL.LOG").c_str());
+        const std::string out = dir_.file("partial.json");
+        std::vector<std::string> words = {TROVA_CLI, "xt", first, "--points", "50", "--format",
+                                          "json", "-o", out, "--log", dir_.path()};
+        std::vector<char *> argv;
+        for (std::string &w : words) argv.push_back(w.data());
+        argv.push_back(nullptr);
+        pid_t pid = 0;
+        ASSERT_EQ(posix_spawn(&pid, TROVA_CLI, nullptr, nullptr, argv.data(), environ), 0);
+        // The call has begun once its banner is in the log.
+        for (int i = 0; i < 5000; ++i) {
+            if (testing::ReadFileText(dir_.file("TrovaDLL.LOG")).find("PathFile") != std::string::npos) break;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        kill(pid, SIGINT);
+        int status = 0;
+        waitpid(pid, &status, 0);
+        ASSERT_TRUE(WIFEXITED(status));
+        ASSERT_EQ(WEXITSTATUS(status), 130);
+        const json j = json::parse(testing::ReadFileText(out));
+        cancelled = j["status"]["code"] == 1;
+        if (cancelled) {
+            EXPECT_LT(j["points"].size(), 50u);
+        }
+    }
+    EXPECT_TRUE(cancelled) << "the call ended before Ctrl-C five times";
 }
 
 }  // namespace

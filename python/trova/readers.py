@@ -223,7 +223,7 @@ def histogram(path, quantity=2, block=2, start=None, stop=None, ext_ref=None, va
     fixed, low, high = _value_range(value_range)
     flagged = _flag("flagged", flagged)
     channels = max(call.recording.channel_count, 1)
-    out = _HistogramArrays(channels)
+    out = _HistogramArrays(channels, _signed_byte(call.recording.channel_code))
     status = c_int32(0)
     call.run((quantity, block, call.start, call.stop, ext, LABEL, call.encoded,
               *out.starts_widths_counts(), BUTTON, byref(status), fixed, low, high,
@@ -232,9 +232,17 @@ def histogram(path, quantity=2, block=2, start=None, stop=None, ext_ref=None, va
     return out.result(common, _trend_channels(call.recording, quantity, status.value), "channel")
 
 
+def _signed_byte(code):
+    """A header byte widened as the library widens it (0xFFFFFFFF is -1)."""
+    return code - 2**32 if code >= 2**31 else code
+
+
 class _HistogramArrays:
-    def __init__(self, channels):
-        self.start, self.width = np.zeros(channels), np.zeros(channels)
+    def __init__(self, channels, reported=0):
+        # Reader_HIST writes a start and a width for every channel the header
+        # counts (up to 127), though it bins at most five.
+        reported = max(channels, reported)
+        self.start, self.width = np.zeros(reported), np.zeros(reported)
         self.counts = np.zeros((channels, BINS), np.int32)
         self.range_points = np.zeros(channels, np.int32)
         self.total_points = np.zeros(channels, np.int32)

@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# The installed tree as another project sees it:
+#   install_test.sh tree BUILD_DIR WRITEREC   cmake --install into a scratch prefix, then a C
+#                                             consumer built with pkg-config and with
+#                                             find_package(trova), and the installed CLI
+#   install_test.sh deb BUILD_DIR WRITEREC    cpack -G DEB, dpkg -i, the same consumers and
+#                                             CLI from /usr, dpkg -r (root only; skipped
+#                                             with code 77 otherwise, an error under CI)
+set -euo pipefail
+mode="$1" build="$2" writerec="$3"
+here="$(cd "$(dirname "$0")" && pwd)"
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+fail() { echo "install test ($mode): $*" >&2; exit 1; }
+
+# A recording of two members, 5 and 7 records.
+"$writerec" "$work/rec" trend files=5,7 >/dev/null
+recording="$work/rec/meas.001.dat"
+expected="describe 0 files 2 records 12 status 0"
+
+check_consumers() {  # prefix; pkg-config path
+  local prefix="$1"
+  PKG_CONFIG_PATH="$2" pkg-config --exists trova || fail "pkg-config does not find trova in $2"
+  # shellcheck disable=SC2046
+  cc -o "$work/consumer-pc" "$here/consumer.c" $(PKG_CONFIG_PATH="$2" pkg-config --cflags --libs trova) \
+    -Wl,-rpath,"$(PKG_CONFIG_PATH="$2" pkg-config --variable=libdir trova)"
+  got="$("$work/consumer-pc" "$recording")"
+  [ "$got" = "$expected" ] || fail "pkg-config consumer printed '$got', expected '$expected'"
+  got="$("$work/consumer-pc")"
+  [ "$got" = "describe 2 files 0 records 0 status 3" ] || fail "pkg-config consumer, no path: '$got'"
+  cmake -S "$here" -B "$work/consumer-cmake" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null \
+    || fail "find_package(trova) failed with CMAKE_PREFIX_PATH=$prefix"
+  cmake --build "$work/consumer-cmake" >/dev/null || fail "the find_package consumer does not build"
+  got="$("$work/consumer-cmake/consumer" "$recording")"
+  [ "$got" = "$expected" ] || fail "find_package consumer printed '$got', expected '$expected'"
+}
+
+check_library() {  # the installed library file
+  local soname
+  soname="$(objdump -p "$1" | awk '/SONAME/ {print $2}')"
+  [ "$soname" = "libtrova.so.0" ] || fail "SONAME of $1 is '$soname', expected libtrova.so.0"
+}
+
+check_cli() {  # the installed trova command
+  "$1" info "$recording" --no-log --format json | grep -q '"records": 12' \
+    || fail "the installed CLI does not list the recording"
+}
+
+case "$mode" in
+  tree)
+    prefix="$work/prefix"
+    cmake --install "$build" --prefix "$prefix" >/dev/null
+    libdir="$(ls -d "$prefix"/lib*/ | head -1)"
+    check_library "$(readlink -f "$libdir/libtrova.so")"
+    [ -f "$prefix/share/man/man1/trova.1" ] || fail "no man page in $prefix/share/man/man1"
+    check_consumers "$prefix" "$libdir/pkgconfig"
+    check_cli "$prefix/bin/trova"
+    ;;
+  deb)
+    if [ "$(id -u)" -ne 0 ] || ! command -v dpkg >/dev/null; then
+      [ "${CI:-}" = true ] && fail "the Debian package test needs root and dpkg under CI"
+      echo "skipped: installing a Debian package needs root and dpkg"
+      exit 77
+    fi
+    (cd "$work" && cpack -G DEB --config "$build/CPackConfig.cmake" >/dev/null) \
+      || fail "cpack -G DEB failed"
+    deb="$(ls "$work"/trova_*.deb)"
+    dpkg-deb --info "$deb" >/dev/null
+    dpkg -r trova >/dev/null 2>&1 || true
+    trap 'dpkg -r trova >/dev/null 2>&1 || true; rm -rf "$work"' EXIT
+    dpkg -i "$deb" >/dev/null || fail "dpkg -i $deb failed"
+    check_library "$(readlink -f "$(dpkg -L trova | grep '/libtrova\.so\.0$')")"
+    check_consumers /usr "$(dirname "$(dpkg -L trova | grep '/trova\.pc$')")"
+    check_cli /usr/bin/trova
+    man -w trova >/dev/null 2>&1 || [ -f /usr/share/man/man1/trova.1.gz ] || [ -f /usr/share/man/man1/trova.1 ] \
+      || fail "no man page installed"
+    dpkg -r trova >/dev/null || fail "dpkg -r trova failed"
+    ;;
+  *) fail "unknown mode $mode" ;;
+esac
+echo "install test ($mode): OK"
