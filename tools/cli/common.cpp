@@ -222,6 +222,10 @@ ReaderCall::~ReaderCall() {
 
 bool ReaderCall::Interrupted() const { return gInterrupts.load() > 0; }
 
+std::string StatusLine(int status) {
+    return "status " + std::to_string(status) + " (" + StatusMeaning(status) + ")";
+}
+
 int ExitStatus(const Report &report, bool interrupted) {
     if (interrupted) return 130;
     return report.called && report.status == 0 ? 0 : 1;

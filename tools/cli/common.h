@@ -68,11 +68,46 @@ private:
     bool bar_;
 };
 
-// Labels the readers need as writable strings.
+// What the readers take as writable strings: the dialog's title and
+// button, and the path.
 struct Labels {
+    explicit Labels(const std::string &recordingPath)
+        : path(recordingPath.c_str(), recordingPath.c_str() + recordingPath.size() + 1) {}
     char label[8] = "trova";
     char button[8] = "Cancel";
+    std::vector<char> path;
 };
+
+// "status N (what it means)", the first note of every reader view.
+std::string StatusLine(int status);
+
+// The points of a trend series as a table: point, time, flags, then per
+// channel or phase its minimum, maximum and mean (or one value when
+// `lo` and `hi` are null), from arrays of `n` points per series.
+template <class Flag>
+Table SeriesTable(const char *axis, int series, int count, size_t n, const double *times,
+                  const Flag *flags, const float *lo, const float *hi, const float *mean) {
+    Table table{"points", {{"point", "point"}, {"time_utc", "time (UTC)"}, {"flags", "flags"}}, {}};
+    for (int s = 0; s < series; ++s) {
+        const std::string name = axis + std::to_string(s);
+        if (lo == nullptr) {
+            table.columns.push_back({name, name});
+            continue;
+        }
+        for (const char *stat : {"min", "max", "mean"}) {
+            table.columns.push_back({name + "_" + stat, name + " " + stat});
+        }
+    }
+    for (size_t i = 0; i < size_t(count > 0 ? count : 0) && i < n; ++i) {
+        std::vector<Cell> row{int64_t(i), Time{times[i] + times[n + i]}, int64_t(flags[i])};
+        for (size_t s = 0; s < size_t(series); ++s) {
+            if (lo != nullptr) row.push_back(lo[s * n + i]), row.push_back(hi[s * n + i]);
+            row.push_back(mean[s * n + i]);
+        }
+        table.rows.push_back(std::move(row));
+    }
+    return table;
+}
 
 // The exit status of a view: 0 for status 0, 130 after Ctrl-C, 1 otherwise.
 int ExitStatus(const Report &report, bool interrupted);

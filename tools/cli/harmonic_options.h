@@ -56,12 +56,19 @@ struct HarmonicOptions {
 
     int MinMax() const { return set == 1 ? 0 : 1; }
 
-    void Arguments(Report &report, const Recording &r) const {
+    // The opening of every harmonic view: the recording, the command, the
+    // export (family name and reader number) and the arguments.
+    Recording Begin(Report &report, const char *command, const char *family,
+                    bool checkHarmonic) const {
+        const Recording r = Describe(checkHarmonic);
+        report.command = command;
+        report.reader = family + std::to_string(reader);
         DescribeCall(call, r, report);
         report.arguments["Quantity"] = quantity;
         report.arguments["MinMax"] = MinMax();
         report.arguments["FirstHarmonic"] = reference;
         report.arguments["Join"] = join;
+        return r;
     }
 
     static int MostPositions(const Recording &r) {

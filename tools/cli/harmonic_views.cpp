@@ -28,11 +28,8 @@ struct TrendOptions : HarmonicOptions {
 };
 
 int RunTrend(const TrendOptions &o, Report &report) {
-    const Recording r = o.Describe(true);
+    const Recording r = o.Begin(report, "fft-xt", "Reader_FFT_XT", true);
     const int reader = o.reader;
-    report.command = "fft-xt";
-    report.reader = "Reader_FFT_XT" + std::to_string(reader);
-    o.Arguments(report, r);
     report.arguments["Harmonic"] = o.harmonic;
     report.arguments["Points"] = o.points;
     const size_t n = size_t(o.points), phases = size_t(HarmonicOptions::Phases(r));
@@ -40,18 +37,16 @@ int RunTrend(const TrendOptions &o, Report &report) {
     std::vector<double> times(2 * n);
     std::vector<trova_long> flags(n);
     trova_long points = o.points, factor = 0, status = -1;
-    Labels labels;
-    std::vector<char> path(o.call.path.begin(), o.call.path.end());
-    path.push_back('\0');
+    Labels labels(o.call.path);
     ReaderCall call;
     int count = 0;
     if (reader == 3) {
-        count = Reader_FFT_XT3(o.quantity, o.MinMax(), r.from, r.to, labels.label, path.data(),
+        count = Reader_FFT_XT3(o.quantity, o.MinMax(), r.from, r.to, labels.label, labels.path.data(),
                                &points, mean.data(), times.data(), flags.data(), o.harmonic,
                                &factor, labels.button, o.reference, o.join, &status);
     } else {
         count = (reader == 1 ? Reader_FFT_XT1 : Reader_FFT_XT2)(
-            o.quantity, o.MinMax(), r.from, r.to, labels.label, path.data(), &points, lo.data(),
+            o.quantity, o.MinMax(), r.from, r.to, labels.label, labels.path.data(), &points, lo.data(),
             hi.data(), mean.data(), times.data(), flags.data(), o.harmonic, &factor,
             labels.button, o.reference, o.join, &status);
     }
@@ -59,32 +54,16 @@ int RunTrend(const TrendOptions &o, Report &report) {
     report.status = int(status), report.result = count;
     if (reader == 1) count += 1;  // Reader_FFT_XT1 returns the index of its last point
     report.summary = {{"points", count}, {"interleave_factor", factor}};
-    report.notes.push_back("status " + std::to_string(status) + " (" + StatusMeaning(int(status)) +
-                           "), " + report.reader + ", quantity " + std::to_string(o.quantity) +
+    report.notes.push_back(StatusLine(int(status)) + ", " + report.reader + ", quantity " + std::to_string(o.quantity) +
                            " at position " + std::to_string(o.harmonic) + ", " +
                            std::to_string(count) + " point(s), " + std::to_string(factor) +
                            (reader == 3 ? " record(s) per value (0: every record)"
                                         : " record(s) per point"));
     const int used = TrendPhases(r, o.quantity, int(status));
-    Table table{"points", {{"point", "point"}, {"time_utc", "time (UTC)"}, {"flags", "flags"}}, {}};
-    for (int p = 0; p < used; ++p) {
-        const std::string ph = "phase" + std::to_string(p);
-        if (reader == 3) {
-            table.columns.push_back({ph, "phase " + std::to_string(p)});
-        } else {
-            for (const char *s : {"min", "max", "mean"}) {
-                table.columns.push_back({ph + "_" + s, std::string(s) + " " + std::to_string(p)});
-            }
-        }
-    }
-    for (size_t i = 0; i < size_t(std::max(count, 0)) && i < n; ++i) {
-        std::vector<Cell> row{int64_t(i), Time{times[i] + times[n + i]}, int64_t(flags[i])};
-        for (size_t p = 0; p < size_t(used); ++p) {
-            if (reader != 3) row.push_back(lo[p * n + i]), row.push_back(hi[p * n + i]);
-            row.push_back(mean[p * n + i]);
-        }
-        table.rows.push_back(std::move(row));
-    }
+    const bool decimated = reader == 3;
+    Table table = SeriesTable("phase", used, count, n, times.data(), flags.data(),
+                              decimated ? nullptr : lo.data(), decimated ? nullptr : hi.data(),
+                              mean.data());
     report.tables.push_back(std::move(table));
     return ExitStatus(report, call.Interrupted());
 }
@@ -95,11 +74,8 @@ struct SpectrumOptions : HarmonicOptions {
 };
 
 int RunSpectrum(const SpectrumOptions &o, Report &report) {
-    const Recording r = o.Describe(false);
+    const Recording r = o.Begin(report, "fft-all", "Reader_FFT_ALL_Harmonics_XT", false);
     const int reader = o.reader;
-    report.command = "fft-all";
-    report.reader = "Reader_FFT_ALL_Harmonics_XT" + std::to_string(reader);
-    o.Arguments(report, r);
     const int rows = HarmonicOptions::MostPositions(r);
     if (rows > kMostPositions) {
         throw Failure(std::to_string(rows) + " harmonic positions are more than this tool shows (" +
@@ -113,19 +89,17 @@ int RunSpectrum(const SpectrumOptions &o, Report &report) {
     trova_long factor = 0, status = -1, harmCount = 0;
     float *v[12];
     for (size_t i = 0; i < 12; ++i) v[i] = arrays[i].data();
-    Labels labels;
-    std::vector<char> path(o.call.path.begin(), o.call.path.end());
-    path.push_back('\0');
+    Labels labels(o.call.path);
     ReaderCall call;
     int count = 0;
     if (reader == 3) {
         count = Reader_FFT_ALL_Harmonics_XT3(o.quantity, o.MinMax(), r.from, r.to, labels.label,
-                                             path.data(), v[0], v[1], v[2], v[3], times.data(),
+                                             labels.path.data(), v[0], v[1], v[2], v[3], times.data(),
                                              flags.data(), &factor, labels.button, o.reference,
                                              o.join, &status, &harmCount);
     } else {
         count = (reader == 1 ? Reader_FFT_ALL_Harmonics_XT1 : Reader_FFT_ALL_Harmonics_XT2)(
-            o.quantity, o.MinMax(), r.from, r.to, labels.label, path.data(), v[0], v[1], v[2],
+            o.quantity, o.MinMax(), r.from, r.to, labels.label, labels.path.data(), v[0], v[1], v[2],
             v[3], v[4], v[5], v[6], v[7], v[8], v[9], v[10], v[11], times.data(), flags.data(),
             &factor, labels.button, o.reference, o.join, &status, &harmCount);
     }
@@ -133,8 +107,7 @@ int RunSpectrum(const SpectrumOptions &o, Report &report) {
     report.status = int(status), report.result = count;
     if (reader == 1) count += 1;
     report.summary = {{"points", count}, {"interleave_factor", factor}, {"harmonic_count", harmCount}};
-    report.notes.push_back("status " + std::to_string(status) + " (" + StatusMeaning(int(status)) +
-                           "), " + report.reader + ", quantity " + std::to_string(o.quantity) +
+    report.notes.push_back(StatusLine(int(status)) + ", " + report.reader + ", quantity " + std::to_string(o.quantity) +
                            ", " + std::to_string(harmCount) + " position(s), " +
                            std::to_string(count) + " point(s)");
     if (count > 0) {

@@ -34,10 +34,7 @@ void Counters(Report &report, int reader, trova_long records, trova_long flagged
 }
 
 int RunHistogram(const HistOptions &o, Report &report) {
-    const Recording r = o.Describe(true);
-    report.command = "fft-hist";
-    report.reader = "Reader_FFT_HIST" + std::to_string(o.reader);
-    o.Arguments(report, r);
+    const Recording r = o.Begin(report, "fft-hist", "Reader_FFT_HIST", true);
     report.arguments["Harmonic"] = o.harmonic;
     const bool fixed = !o.hmin.empty() || !o.hmax.empty();
     const double hMin = o.hmin.empty() ? std::nan("") : Number("--hmin", o.hmin);
@@ -50,24 +47,21 @@ int RunHistogram(const HistOptions &o, Report &report) {
     std::vector<double> start(phases), width(phases);
     std::vector<trova_long> counts(100 * phases), inRange(phases), total(phases);
     trova_long status = -1, flaggedRecords = 0, records = 0;
-    Labels labels;
-    std::vector<char> path(o.call.path.begin(), o.call.path.end());
-    path.push_back('\0');
+    Labels labels(o.call.path);
     ReaderCall call(2);
     if (o.reader == 1) {
-        Reader_FFT_HIST1(o.quantity, o.MinMax(), r.from, r.to, labels.label, path.data(),
+        Reader_FFT_HIST1(o.quantity, o.MinMax(), r.from, r.to, labels.label, labels.path.data(),
                          start.data(), width.data(), counts.data(), o.harmonic, labels.button,
                          o.reference, o.join, &status);
     } else {
-        Reader_FFT_HIST2(o.quantity, o.MinMax(), r.from, r.to, labels.label, path.data(),
+        Reader_FFT_HIST2(o.quantity, o.MinMax(), r.from, r.to, labels.label, labels.path.data(),
                          start.data(), width.data(), counts.data(), o.harmonic, labels.button,
                          o.reference, o.join, &status, fixed ? 1 : 0, hMin, hMax, inRange.data(),
                          total.data(), o.flagged, &flaggedRecords, &records);
     }
     report.called = true;
     report.status = int(status), report.result = 0;
-    report.notes.push_back("status " + std::to_string(status) + " (" + StatusMeaning(int(status)) +
-                           "), " + report.reader + ", quantity " + std::to_string(o.quantity) +
+    report.notes.push_back(StatusLine(int(status)) + ", " + report.reader + ", quantity " + std::to_string(o.quantity) +
                            " at position " + std::to_string(o.harmonic));
     Counters(report, o.reader, records, flaggedRecords, o.flagged != 0);
     Table summary{"phases", {{"phase", "phase"}, {"bin0_start", "bin 0 from"},
@@ -105,10 +99,7 @@ struct TableOptions : HarmonicOptions {
 };
 
 int RunTable(const TableOptions &o, Report &report) {
-    const Recording r = o.Describe(false);
-    report.command = "fft-table";
-    report.reader = "Reader_FFT_Table" + std::to_string(o.reader);
-    o.Arguments(report, r);
+    const Recording r = o.Begin(report, "fft-table", "Reader_FFT_Table", false);
     report.arguments["Percentil"] = o.percentile;
     if (o.reader == 2) report.arguments["Flagged"] = o.flagged;
     const size_t phases = size_t(HarmonicOptions::Phases(r));
@@ -117,17 +108,15 @@ int RunTable(const TableOptions &o, Report &report) {
     const size_t rows = size_t(std::max(HarmonicOptions::MostPositions(r), kTableSegment));
     std::vector<float> harm(kTableSegment * (phases - 1) + rows), valueA(phases), valueB(phases);
     trova_long status = -1, harmCount = 0, flaggedRecords = 0, records = 0;
-    Labels labels;
-    std::vector<char> path(o.call.path.begin(), o.call.path.end());
-    path.push_back('\0');
+    Labels labels(o.call.path);
     const float percentile = static_cast<float>(o.percentile);
     ReaderCall call(2);
     if (o.reader == 1) {
-        Reader_FFT_Table1(o.quantity, o.MinMax(), r.from, r.to, labels.label, path.data(),
+        Reader_FFT_Table1(o.quantity, o.MinMax(), r.from, r.to, labels.label, labels.path.data(),
                           labels.button, o.reference, harm.data(), valueA.data(), valueB.data(),
                           percentile, o.join, &status, &harmCount);
     } else {
-        Reader_FFT_Table2(o.quantity, o.MinMax(), r.from, r.to, labels.label, path.data(),
+        Reader_FFT_Table2(o.quantity, o.MinMax(), r.from, r.to, labels.label, labels.path.data(),
                           labels.button, o.reference, harm.data(), valueA.data(), valueB.data(),
                           percentile, o.join, &status, &harmCount, o.flagged, &flaggedRecords,
                           &records);
@@ -135,8 +124,7 @@ int RunTable(const TableOptions &o, Report &report) {
     report.called = true;
     report.status = int(status), report.result = 0;
     report.summary["harmonic_count"] = harmCount;
-    report.notes.push_back("status " + std::to_string(status) + " (" + StatusMeaning(int(status)) +
-                           "), " + report.reader + ", quantity " + std::to_string(o.quantity) +
+    report.notes.push_back(StatusLine(int(status)) + ", " + report.reader + ", quantity " + std::to_string(o.quantity) +
                            ", " + Shortest(100.0 * o.percentile) + " % percentile");
     Counters(report, o.reader, records, flaggedRecords, o.flagged != 0);
     Table table{"table", {{"position", "position"}}, {}};

@@ -61,45 +61,27 @@ int RunSeries(const TrendOptions &o, bool decimated, Report &report) {
     std::vector<double> times(2 * n);
     std::vector<int> flags(n);
     int points = o.points, factor = 0, status = -1;
-    Labels labels;
-    std::vector<char> path(o.call.path.begin(), o.call.path.end());
-    path.push_back('\0');
+    Labels labels(o.call.path);
     ReaderCall call;
     const int count =
         decimated ? Reader_XT2(o.quantity, o.block, r.from, r.to, o.extref, labels.label,
-                               path.data(), &points, mean.data(), times.data(), flags.data(),
+                               labels.path.data(), &points, mean.data(), times.data(), flags.data(),
                                &factor, labels.button, &status)
                   : Reader_XT(o.quantity, o.block, r.from, r.to, o.extref, labels.label,
-                              path.data(), &points, lo.data(), hi.data(), mean.data(),
+                              labels.path.data(), &points, lo.data(), hi.data(), mean.data(),
                               times.data(), flags.data(), &factor, labels.button, &status);
     report.called = true;
     report.status = status, report.result = count;
     report.summary = {{"points", count}, {"interleave_factor", factor}};
     const int used = Channels(r, o.quantity, status);
-    report.notes.push_back("status " + std::to_string(status) + " (" + StatusMeaning(status) +
-                           "), " + std::to_string(count) + " point(s), " +
+    report.notes.push_back(StatusLine(int(status)) + ", " + std::to_string(count) + " point(s), " +
                            (decimated ? (factor == 0 ? std::string("one per record")
                                                      : "bins of " + std::to_string(2 * factor) +
                                                            " records (min and max each)")
                                       : std::to_string(factor) + " record(s) per point"));
-    Table table{"points", {{"point", "point"}, {"time_utc", "time (UTC)"}, {"flags", "flags"}}, {}};
-    for (int c = 0; c < used; ++c) {
-        const std::string ch = "ch" + std::to_string(c);
-        if (decimated) {
-            table.columns.push_back({ch, ch});
-        } else {
-            for (const char *s : {"min", "max", "mean"}) table.columns.push_back({ch + "_" + s, ch + " " + s});
-        }
-    }
-    for (int p = 0; p < count && p < o.points; ++p) {
-        std::vector<Cell> row{int64_t(p), Time{times[size_t(p)] + times[n + size_t(p)]}, int64_t(flags[size_t(p)])};
-        for (int c = 0; c < used; ++c) {
-            const size_t at = size_t(c) * n + size_t(p);
-            if (!decimated) row.push_back(lo[at]), row.push_back(hi[at]);
-            row.push_back(mean[at]);
-        }
-        table.rows.push_back(std::move(row));
-    }
+    Table table = SeriesTable("ch", used, count, n, times.data(), flags.data(),
+                              decimated ? nullptr : lo.data(), decimated ? nullptr : hi.data(),
+                              mean.data());
     report.tables.push_back(std::move(table));
     return ExitStatus(report, call.Interrupted());
 }
@@ -130,18 +112,15 @@ int RunHistogram(const TrendOptions &o, Report &report) {
     std::vector<double> start(reported), width(reported);
     std::vector<trova_long> counts(100 * size_t(channels)), inRange(channels), total(channels);
     trova_long status = -1, flaggedRecords = 0, records = 0;
-    Labels labels;
-    std::vector<char> path(o.call.path.begin(), o.call.path.end());
-    path.push_back('\0');
+    Labels labels(o.call.path);
     ReaderCall call(2);
-    Reader_HIST(o.quantity, o.block, r.from, r.to, o.extref, labels.label, path.data(),
+    Reader_HIST(o.quantity, o.block, r.from, r.to, o.extref, labels.label, labels.path.data(),
                 start.data(), width.data(), counts.data(), labels.button, &status, fixed ? 1 : 0,
                 hMin, hMax, inRange.data(), total.data(), o.flagged, &flaggedRecords, &records);
     report.called = true;
     report.status = int(status), report.result = 0;
     report.summary = {{"records", records}, {"flagged_records", flaggedRecords}};
-    report.notes.push_back("status " + std::to_string(status) + " (" + StatusMeaning(int(status)) +
-                           "), " + std::to_string(records) + " record(s), " +
+    report.notes.push_back(StatusLine(int(status)) + ", " + std::to_string(records) + " record(s), " +
                            std::to_string(flaggedRecords) + " flagged (" +
                            (o.flagged ? "histogrammed" : "left out") + ")");
     const int used = std::min(Channels(r, o.quantity, int(status)), channels);
