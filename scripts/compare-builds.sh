@@ -33,7 +33,7 @@ for side in old new; do
   LD_LIBRARY_PATH="$work/lib-$side" "$work/random_calls" "$work/rec" "$calls" "$seed" >"$work/$side.txt"
 done
 if cmp -s "$work/old.txt" "$work/new.txt"; then
-  echo "$calls calls (seed $seed): this checkout and $rev agree on every output, status, result and log"
+  echo "$calls calls (seed $seed): this checkout and $rev agree on every output, status, result, log line and progress report"
 else
   echo "this checkout and $rev differ:" >&2
   diff "$work/old.txt" "$work/new.txt" | head -20 >&2
