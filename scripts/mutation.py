@@ -1,0 +1,104 @@
+#!/usr/bin/python3
+"""Mutation pass: do the tests catch small faults in the readers' rules?
+
+Applies each edit of MUTANTS to the checkout, rebuilds the test binary
+incrementally, runs the Linux suites, records caught or missed, and puts the
+file back (always). Prints the kill rate and the missed mutants.
+
+    /usr/bin/python3 scripts/mutation.py [--build DIR] [--only SUBSTRING] [--jobs N]
+
+An edit whose text is no longer in the file is reported "not applicable"
+(the code moved on): keep the list fixed across a rewrite of the tests so
+that the rates before and after compare the same faults.
+"""
+import argparse
+import os
+import subprocess
+import sys
+import time
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+
+# (file, text, replacement, what the fault is)
+MUTANTS = [
+    ("src/files/completion.h", "if (flags.badMinMax) status = READER_BAD_MINMAX;\n    if (fileCount < 1) status = READER_NO_FILES;",
+     "if (fileCount < 1) status = READER_NO_FILES;\n    if (flags.badMinMax) status = READER_BAD_MINMAX;", "status rules 2 and 3 swapped"),
+    ("src/files/completion.h", "if (flags.noPowerBlock) status = READER_NO_POWER_BLOCK;", "", "status 5 never set"),
+    ("src/files/scan.h", "if (accumulator_ > 10.0f) {", "if (accumulator_ >= 10.0f) {", "progress posted at exactly 10 %"),
+    ("src/files/scan.h", "end = rule == StopRecordRule::kRead ? stop + 1 : stop;", "end = rule == StopRecordRule::kRead ? stop : stop;", "stop record never read"),
+    ("src/files/scan.h", "end = rule == StopRecordRule::kRead ? stop + 1 : stop;", "end = rule == StopRecordRule::kRead ? stop + 1 : stop + 1;", "stop record read by the histograms and tables"),
+    ("src/files/window.cpp", "if (time <= RecordTime(chunks.data(), i * size)) {", "if (time < RecordTime(chunks.data(), i * size)) {", "window record at exactly TStart skipped"),
+    ("src/files/window.cpp", "if (time <= table.entries[i].lastTime) return i;", "if (time < table.entries[i].lastTime) return i;", "file ending exactly at the bound skipped"),
+    ("src/files/window.cpp", "TStart >= entries[n - 1].lastTime)", "TStart > entries[n - 1].lastTime)", "TStart at the last record not read as open"),
+    ("src/files/window.cpp", "TStop < entries[0].firstTime ||", "TStop <= entries[0].firstTime ||", "TStop at the first record read as open"),
+    ("src/files/window.cpp", "if (TStart < 0.0 && TStop < 0.0) return table.totalRecords;", "", "K of an open window counted file by file"),
+    ("src/files/window.cpp", "if (samples <= points) return 1;", "if (samples < points) return 1;", "interleave factor when samples equal points"),
+    ("src/harmstats/percentile_cell.cpp", "if (at >= total) result = min_ + width_ * 100.0f;", "if (at >= total) result = min_ + width_ * 99.0f;", "percentile of the last bin"),
+    ("src/harmstats/percentile_cell.cpp", "static_cast<float>(cumulative_[b]) < threshold) ++b;", "static_cast<float>(cumulative_[b]) <= threshold) ++b;", "percentile bin search"),
+    ("src/harmstats/percentile_cell.cpp", "const float base = min_ + width_ * static_cast<float>(b - 1);", "const float base = min_ + width_ * static_cast<float>(b);", "percentile interpolation base"),
+    ("src/harmstats/percentile_cell.cpp", "width_ = range / 100.0f;", "width_ = range / 99.0f;", "percentile bin width"),
+    ("src/trend/reader_hist.cpp", "width = static_cast<double>((maximum - minimum) / 100.0f);", "width = (static_cast<double>(maximum) - minimum) / 100.0;", "histogram width in double instead of float"),
+    ("src/trend/reader_hist.cpp", "width = (params.HMax - params.HMin) / 98.0;", "width = (params.HMax - params.HMin) / 100.0;", "fixed-range histogram width"),
+    ("src/harmonics/harmonic_power.h", "const double ui = static_cast<double>(voltage) / std::sqrt(3.0) * static_cast<double>(current);",
+     "const double ui = static_cast<double>(voltage * current) / std::sqrt(3.0);", "joined power product in float"),
+    ("src/frame/exports.cpp", 'LogLine("Finish Reader_XT2");', 'LogLine("Finish Reader_XT");', "closing log line of Reader_XT2"),
+    ("src/trend/reader_xt.cpp", 'LogLine("Start Reader_Thread");', 'LogLine("Start Reader_Thread ");', "worker start log line"),
+    ("src/frame/exports.cpp", "int InvertedMinMax(long long MinMax) { return MinMax == 0 ? 1 : 0; }", "int InvertedMinMax(long long MinMax) { return MinMax == 1 ? 0 : 1; }", "MinMax inversion of other values"),
+    ("src/frame/exports.cpp", "if (Percentil > 1.0f) return 1.0f;", "", "percentile not clamped above 1"),
+    ("src/files/headers.cpp", "recordLength < 16 ||", "recordLength < 8 ||", "records too short for their times accepted"),
+    ("src/files/headers.cpp", "if (!(first <= last) || first == 0.0 || last == 0.0) return HeaderVerdict::kBadTimes;", "if (!(first <= last)) return HeaderVerdict::kBadTimes;", "zero record times accepted"),
+]
+
+
+def run(command, cwd, timeout):
+    return subprocess.run(command, cwd=cwd, capture_output=True, text=True, timeout=timeout)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("--build", default=os.path.join(ROOT, "build", "mutation"))
+    parser.add_argument("--only", default="")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
+    args = parser.parse_args()
+    run(["cmake", "-S", ROOT, "-B", args.build, "-DCMAKE_BUILD_TYPE=RelWithDebInfo"], ROOT, 600)
+    build = ["cmake", "--build", args.build, f"-j{args.jobs}", "--target", "trova_tests"]
+    tests = [os.path.join(args.build, "tests", "trova_tests"), "--gtest_brief=1"]
+    if run(build, ROOT, 1800).returncode != 0 or run(tests, ROOT, 600).returncode != 0:
+        sys.exit("the unmutated tree does not build or pass: nothing to measure")
+    caught, missed, skipped = [], [], []
+    for path, text, replacement, what in MUTANTS:
+        if args.only not in what:
+            continue
+        full = os.path.join(ROOT, path)
+        original = open(full).read()
+        if original.count(text) != 1:
+            skipped.append(what)
+            print(f"n/a     {what} ({path}: text not found once)")
+            continue
+        started = time.time()
+        try:
+            with open(full, "w") as out:
+                out.write(original.replace(text, replacement))
+            built = run(build, ROOT, 1800)
+            verdict = "caught" if built.returncode != 0 else None
+            if verdict is None:
+                try:
+                    verdict = "caught" if run(tests, ROOT, 300).returncode != 0 else "missed"
+                except subprocess.TimeoutExpired:
+                    verdict = "caught"  # a hang is a failure the tests see
+        finally:
+            with open(full, "w") as out:
+                out.write(original)
+        (caught if verdict == "caught" else missed).append(what)
+        print(f"{verdict:7} {what} ({time.time() - started:.0f} s)", flush=True)
+    run(build, ROOT, 1800)  # leave the build matching the tree
+    total = len(caught) + len(missed)
+    print(f"\nkilled {len(caught)} of {total} mutants ({100.0 * len(caught) / max(total, 1):.0f} %), "
+          f"{len(skipped)} not applicable")
+    for what in missed:
+        print(f"  missed: {what}")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
