@@ -22,7 +22,9 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 # (file, text, replacement, what the fault is). Only faults a caller could
 # observe: rules 2 and 3 of the status order never meet (without files the
 # selector is not checked), an open window's K is the table's total either
-# way, and a factor of 1 fits as many samples as points either way.
+# way, a factor of 1 fits as many samples as points either way, and a
+# record shorter than its two time terms fails the bounded read of the last
+# record's time even where the length check would let it pass.
 MUTANTS = [
     ("src/files/completion.h", "if (flags.noPowerBlock) status = READER_NO_POWER_BLOCK;", "", "status 5 never set"),
     ("src/files/scan.h", "if (accumulator_ > 10.0f) {", "if (accumulator_ >= 10.0f) {", "progress posted at exactly 10 %"),
@@ -44,7 +46,6 @@ MUTANTS = [
     ("src/trend/reader_xt.cpp", 'LogLine("Start Reader_Thread");', 'LogLine("Start Reader_Thread ");', "worker start log line"),
     ("src/frame/exports.cpp", "int InvertedMinMax(long long MinMax) { return MinMax == 0 ? 1 : 0; }", "int InvertedMinMax(long long MinMax) { return MinMax == 1 ? 0 : 1; }", "MinMax inversion of other values"),
     ("src/frame/exports.cpp", "if (Percentil > 1.0f) return 1.0f;", "", "percentile not clamped above 1"),
-    ("src/files/headers.cpp", "recordLength < 16 ||", "recordLength < 8 ||", "records too short for their times accepted"),
     ("src/files/headers.cpp", "if (!(first <= last) || first == 0.0 || last == 0.0) return HeaderVerdict::kBadTimes;", "if (!(first <= last)) return HeaderVerdict::kBadTimes;", "zero record times accepted"),
 ]
 

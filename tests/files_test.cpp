@@ -137,7 +137,8 @@ TEST_F(FileTableTest, WindowRulesAndCounts) {
             {no, 115, 0, 0, 2, 5, false, true, 15},      {3, 5, 0, 3, 1, 5, true, true, 2},
             {no, -1, 0, 0, 3, 10, false, false, 30},     {no, 129, 0, 0, 3, 10, false, false, 30},
             {no, 500, 0, 0, 3, 10, false, false, 30},    {no, nan, 0, 0, 3, 10, false, false, 30},
-            {120, 2, 2, 0, 1, 2, true, true, -8}};
+            {120, 2, 2, 0, 1, 2, true, true, -8},        {no, 0, 0, 0, 1, 0, false, true, 0},
+            {no, -0.5, 0, 0, 3, 10, false, false, 30}};  // TStop at, and just before, the first record
     for (const auto &c : cases) {
         const double start = t0 + c.start, stop = t0 + c.stop;
         const TimeWindow w = ResolveTimeWindow(FileTable, start, stop);
