@@ -52,6 +52,7 @@ TEST_F(TrovaCli, UsageErrorsNameTheOptionAndTheAcceptedValues) {
     const std::string trend = Sample("sample"), harmonic = Sample("sample-harmonic");
     const struct { std::string arguments, says; } cases[] = {
         {"", "A subcommand is required"},
+        {"bogus " + trend, "unknown command \"bogus\": one of info, xt, xt2, hist"},
         {"xt", "PATH is required"},
         {"xt " + trend + " --quantity abc", "--quantity: \"abc\" is not a whole number from 0 to 127"},
         {"xt " + trend + " --points 0", "--points: \"0\" is not a whole number from 1 to"},

@@ -35,6 +35,18 @@ int main(int argc, char **argv) {
     AddHarmonicStatisticsViews(app, chosen);
     AddSampleCommands(app, chosen);
 
+    // A first word that names no command is said as such, not as a missing one.
+    bool known = argc < 2 || argv[1][0] == '-';
+    std::string names;
+    for (CLI::App *command : app.get_subcommands({})) {
+        known = known || command->check_name(argv[1]);
+        names += (names.empty() ? "" : ", ") + command->get_name();
+    }
+    if (!known) {
+        std::fprintf(stderr, "trova: unknown command \"%s\": one of %s (see trova --help)\n",
+                     argv[1], names.c_str());
+        return 2;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp &e) {
