@@ -1,7 +1,8 @@
-// Calls any of the thirteen readers with output arrays of exactly the size
-// a caller must provide for the recording (as the file table describes it),
-// each its own heap block so that ASan sees a write past it. Shared by the
-// reader fuzz target and the soak test.
+// A fuzzer's reader call (fuzz_input.h) made through the calls described
+// as data (tests/calls): output arrays of exactly the size a caller must
+// provide for the recording as TrovaDescribeRecording describes it, each
+// its own heap block so that ASan sees a write past it. Shared by the reader
+// fuzz target and the soak test.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +23,8 @@ struct ReaderOutcome {
     }
 };
 
-// The table of `path` is built (or found cached) first, with the builder of
-// the reader's variant, to size the arrays; then the reader runs.
+// The recording of `path` is described in the reader's variant to size the
+// arrays; then the reader runs.
 ReaderOutcome CallReader(const ReaderCall &call, char *path);
 
 // Whether the result lies where the reader's contract puts it: a point

@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 # Compares the readers of this checkout with those of another revision, call
 # by call: a seeded batch of calls of all thirteen readers on generated
-# recordings (tests/compare/random_calls.cpp), run once against each build's
+# recordings (tests/calls/random_calls.cpp), run once against each build's
 # libtrova.so; every output array (with a guard region), status, result and
 # the log bytes must agree.
 #
 #   scripts/compare-builds.sh [REV] [CALLS] [SEED]     (default: HEAD, 2000 calls, seed 1)
+#
+# REV must have TrovaDescribeRecording (the arrays are sized from it).
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 rev="${1:-HEAD}" calls="${2:-2000}" seed="${3:-1}"
@@ -21,7 +23,8 @@ git -C "$root" worktree add --detach "$work/old" "$rev" >/dev/null 2>&1
 build_library "$work/old" "$work/old-build"
 build_library "$root" "$root/build/compare"
 "${CXX:-g++}" -std=c++17 -O2 -ffp-contract=off -I"$root/include" -I"$root/tools/recwriter" \
-  "$root/tests/compare/random_calls.cpp" "$root/build/compare/tools/recwriter/libtrova_recwriter.a" \
+  -I"$root/tests/calls" "$root/tests/calls/random_calls.cpp" "$root/tests/calls/reader_call.cpp" \
+  "$root/tests/calls/generated_calls.cpp" "$root/build/compare/tools/recwriter/libtrova_recwriter.a" \
   -L"$root/build/compare/src" -ltrova -o "$work/random_calls"
 
 # Both libraries answer to the name the program was linked with.

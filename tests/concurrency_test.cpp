@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "platform/posix/dialog_probe.h"
-#include "support/harmonic_model.h"
+#include "reader_call.h"
 #include "support/test_support.h"
 
 namespace trova {
@@ -22,126 +22,32 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// Everything a call delivered: its result, status and every output array as
-// bytes (arrays start filled with 0xA5 so untouched elements show too).
-struct Outcome {
-    int result = -99;
-    long long status = -99;
-    std::vector<unsigned char> bytes;
-    std::vector<int> progress;
-    bool operator==(const Outcome &o) const {
-        return std::tie(result, status, bytes, progress) ==
-               std::tie(o.result, o.status, o.bytes, o.progress);
-    }
-};
-
-// Output storage of one call; every array is far larger than any reader here needs.
-class Outputs {
-public:
-    template <class T>
-    T *Array(size_t n) {
-        arrays_.emplace_back(n * sizeof(T), 0xA5);
-        return reinterpret_cast<T *>(arrays_.back().data());
-    }
-    std::vector<unsigned char> Bytes() const {
-        std::vector<unsigned char> all;
-        for (const auto &a : arrays_) all.insert(all.end(), a.begin(), a.end());
-        return all;
-    }
-
-private:
-    std::vector<std::vector<unsigned char>> arrays_;
-};
-
 // Progress totals reported on this thread (the callback runs on the thread
 // whose call is running).
 thread_local std::vector<int> tProgress;
 void RecordProgress(int total, void *) { tProgress.push_back(total); }
 
-using Call = std::function<Outcome(const std::string &path)>;
+// Everything a call delivered: its result, every output array as bytes
+// (filled with a pattern beforehand, so untouched elements show too) and
+// its progress.
+struct Job {
+    std::string name;
+    calls::Export reader;
+    calls::Args args;
+    std::string path;
+    calls::Shape shape;
 
-template <class F>
-Outcome Capture(F &&run) {
-    Outputs out;
-    Outcome o;
-    tProgress.clear();
-    o.result = run(out, o.status);
-    o.bytes = out.Bytes();
-    o.progress = tProgress;
-    return o;
-}
-
-constexpr size_t kBig = 4096;
-
-Outcome CallXt(const std::string &path) {
-    return Capture([&](Outputs &out, long long &status) {
-        char label[] = "XT", button[] = "Stop";
+    std::tuple<int, std::vector<uint8_t>, std::vector<int>> operator()() const {
+        tProgress.clear();
         std::string p = path;
-        int points = 7, s = -1;
-        const int r = Reader_XT(2, 0, -1, -1, 0, label, p.data(), &points, out.Array<float>(kBig),
-                                out.Array<float>(kBig), out.Array<float>(kBig),
-                                out.Array<double>(kBig), out.Array<int>(kBig), out.Array<int>(1),
-                                button, &s);
-        status = s;
-        return r;
-    });
-}
-
-Outcome CallXt2(const std::string &path) {
-    return Capture([&](Outputs &out, long long &status) {
-        char label[] = "XT2", button[] = "Stop";
+        const calls::Outcome o = calls::Call(calls::LinkedReaders(), reader, args, p.data(), shape, 1);
+        return {o.result, o.Bytes(), tProgress};
+    }
+    long long Status() const {
         std::string p = path;
-        int points = 5, s = -1;
-        const int r = Reader_XT2(1, 1, -1, -1, 0, label, p.data(), &points, out.Array<float>(kBig),
-                                 out.Array<double>(kBig), out.Array<int>(kBig), out.Array<int>(1),
-                                 button, &s);
-        status = s;
-        return r;
-    });
-}
-
-Outcome CallHist(const std::string &path) {
-    return Capture([&](Outputs &out, long long &status) {
-        char label[] = "HIST", button[] = "Stop";
-        std::string p = path;
-        trova_long s = -1;
-        const int r = Reader_HIST(2, 0, -1, -1, 0, label, p.data(), out.Array<double>(8),
-                                  out.Array<double>(8), out.Array<trova_long>(501), button, &s, 0,
-                                  0, 0, out.Array<trova_long>(6), out.Array<trova_long>(6), 1,
-                                  out.Array<trova_long>(1), out.Array<trova_long>(1));
-        status = s;
-        return r;
-    });
-}
-
-Outcome CallFftXt1(const std::string &path) {
-    return Capture([&](Outputs &out, long long &status) {
-        char label[] = "FFT", button[] = "Stop";
-        std::string p = path;
-        trova_long points = 6, s = -1;
-        const int r = Reader_FFT_XT1(3, 0, -1, -1, label, p.data(), &points,
-                                     out.Array<float>(kBig), out.Array<float>(kBig),
-                                     out.Array<float>(kBig), out.Array<double>(kBig),
-                                     out.Array<trova_long>(kBig), 3, out.Array<trova_long>(1),
-                                     button, 1, 0, &s);
-        status = s;
-        return r;
-    });
-}
-
-Outcome CallTable1(const std::string &path) {
-    return Capture([&](Outputs &out, long long &status) {
-        char label[] = "Table", button[] = "Stop";
-        std::string p = path;
-        trova_long s = -1;
-        const int r = Reader_FFT_Table1(1, 1, -1, -1, label, p.data(), button, 1,
-                                        out.Array<float>(2001), out.Array<float>(4),
-                                        out.Array<float>(4), 0.95f, 0, &s,
-                                        out.Array<trova_long>(1));
-        status = s;
-        return r;
-    });
-}
+        return calls::Call(calls::LinkedReaders(), reader, args, p.data(), shape, 1).Int("Status");
+    }
+};
 
 class ConcurrencyTest : public testing::ReaderTest {
 protected:
@@ -153,21 +59,28 @@ protected:
         for (int records : {30, 25, 40}) trendA.add(records);
         rec::RecordingPlan trendB = trendA;
         trendB.stem = "tb", trendB.seed = 8, trendB.members.pop_back();
-        rec::RecordingPlan harmonic = testing::HarmonicPlan(6, 12, true, {9, 14, 7}, 5, 4, 1);
-        harmonic.stem = "h";
+        rec::RecordingPlan harmonic;
+        harmonic.kind = rec::Kind::Harmonic, harmonic.stem = "h", harmonic.seed = 5;
+        harmonic.harmonic.channelCode = 6, harmonic.harmonic.harmonics = 12;
+        harmonic.flags = rec::everyKth(4, 1);
+        for (int records : {9, 14, 7}) harmonic.add(records);
         const std::string ta = PathOf(Write(trendA), 0), tb = PathOf(Write(trendB), 1);
         const std::string h = PathOf(Write(harmonic), 2);
-        jobs_ = {{"XT ta", CallXt, ta},         {"XT tb", CallXt, tb},
-                 {"XT2 ta", CallXt2, ta},       {"HIST tb", CallHist, tb},
-                 {"FFT_XT1 h", CallFftXt1, h},  {"Table1 h", CallTable1, h},
-                 {"XT missing", CallXt, dir_.file("none.001.dat")}};
+        using E = calls::Export;
+        const auto job = [](const char *name, calls::Export reader, int quantity, int minMax,
+                            int points, const std::string &path) {
+            calls::Args a;
+            a.quantity = quantity, a.minMax = minMax, a.points = points, a.flagged = 1;
+            return Job{name, reader, a, path,
+                       calls::DescribeShape(calls::LinkedReaders(), path.c_str(), calls::InfoOf(reader).harmonic)};
+        };
+        using E = calls::Export;
+        jobs_ = {job("XT ta", E::XT, 2, 0, 7, ta),         job("XT tb", E::XT, 2, 0, 7, tb),
+                 job("XT2 ta", E::XT2, 1, 1, 5, ta),       job("HIST tb", E::HIST, 2, 0, 0, tb),
+                 job("FFT_XT1 h", E::FFT_XT1, 3, 1, 6, h), job("Table1 h", E::FFT_Table1, 1, 1, 0, h),
+                 job("XT missing", E::XT, 2, 0, 7, dir_.file("none.001.dat"))};
     }
 
-    struct Job {
-        std::string name;
-        Call call;
-        std::string path;
-    };
     std::vector<Job> jobs_;
 };
 
@@ -187,17 +100,16 @@ std::vector<Lines> CallBlocks(const Lines &lines) {
 // outcome the same job gave alone: nothing lost, nothing mixed in, and the
 // log is made of whole calls.
 TEST_F(ConcurrencyTest, ThreadsCallingTogetherGetWhatEachCallGetsAlone) {
-    std::vector<Outcome> alone;
+    std::vector<decltype(jobs_[0]())> alone;
     std::map<Lines, int> aloneBlocks;
     for (const Job &job : jobs_) {
         ClearLog();
-        alone.push_back(job.call(job.path));
+        alone.push_back(job());
         const std::vector<Lines> blocks = CallBlocks(LogLines());
         ASSERT_EQ(blocks.size(), 1u) << job.name;
         ++aloneBlocks[blocks[0]];
-        ASSERT_GE(alone.back().status, 0) << job.name;
     }
-    EXPECT_EQ(alone.back().status, TROVA_READER_NO_FILES);
+    for (const Job &job : jobs_) EXPECT_EQ(job.Status(), job.name == "XT missing" ? 3 : 0) << job.name;
     ClearLog();
 
     constexpr int kThreads = 4, kRounds = 6;
@@ -211,7 +123,7 @@ TEST_F(ConcurrencyTest, ThreadsCallingTogetherGetWhatEachCallGetsAlone) {
             for (int round = 0; round < kRounds; ++round) {
                 for (size_t i = 0; i < jobs_.size(); ++i) {
                     const size_t j = (i * (t + 1) + round + t) % jobs_.size();
-                    if (!(jobs_[j].call(jobs_[j].path) == alone[j])) {
+                    if (jobs_[j]() != alone[j]) {
                         failures[t].push_back(jobs_[j].name);
                     }
                 }
@@ -234,15 +146,15 @@ TEST_F(ConcurrencyTest, ThreadsCallingTogetherGetWhatEachCallGetsAlone) {
 // another thread while a call runs cancels that call.
 TEST_F(ConcurrencyTest, CancelReachesOnlyTheCallRunningWhenItIsAsked) {
     const Job &xt = jobs_[0];
-    const Outcome alone = xt.call(xt.path);
+    const auto alone = xt();
     TrovaRequestCancel();
     TrovaRequestCancel();
-    EXPECT_TRUE(xt.call(xt.path) == alone);
+    EXPECT_EQ(xt(), alone);
 
     CancelAfterFile(0);  // from the worker's thread, not the caller's
-    EXPECT_EQ(xt.call(xt.path).status, TROVA_READER_CANCELLED);
+    EXPECT_EQ(xt.Status(), TROVA_READER_CANCELLED);
     platform::probe::SetPollHook(nullptr);
-    EXPECT_TRUE(xt.call(xt.path) == alone);
+    EXPECT_EQ(xt(), alone);
 }
 
 }  // namespace

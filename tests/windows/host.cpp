@@ -9,6 +9,8 @@
 //                          thread: caption, button, topmost, centred, layout
 //   trova_host cancel      clicks the dialog's button during a scan
 //   trova_host log         the log's CR LF lines, and no log without C:\Temp
+//   trova_host threads     calls from two threads, a waiting thread that answers
+//                          messages, a call re-entered from a timer procedure
 //   trova_host demo        keeps a dialog open for scripts/windows/screenshot.sh
 //
 // Run from the cross-check data directory (trova_reference write DIR); the
@@ -18,6 +20,7 @@
 #include <commctrl.h>
 #include <tlhelp32.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -28,6 +31,9 @@
 #include "crosscheck.h"
 
 using namespace trova::crosscheck;
+using trova::calls::Args;
+using trova::calls::ExportInfo;
+using trova::calls::Exports;
 
 namespace {
 
@@ -80,24 +86,28 @@ constexpr const char *kLogDirectory = "C:\\Temp";
 constexpr const char *kLogFile = "C:\\Temp\\TrovaDLL.LOG";
 
 HMODULE gModule = nullptr;
-Readers gReaders;
+trova::calls::Readers gReaders;
+std::vector<Case> gCases;
 
-// Loads trova.dll from this program's directory and binds the thirteen
-// exports by the names the host uses.
+// Loads trova.dll from this program's directory, binds the thirteen
+// exports by the names the host uses (and the describe call), and reads
+// the table of cases.
 bool LoadTrova() {
     gModule = LoadLibraryA("trova.dll");
     if (gModule == nullptr) {
         std::printf("cannot load trova.dll (error %lu)\n", GetLastError());
         return false;
     }
-    const std::vector<std::string> missing = BindReaders(
+    const std::vector<std::string> missing = trova::calls::BindReaders(
         [](const char *name) {
             // Through void(*)(): no warning for the cast to the real type.
             return reinterpret_cast<void (*)()>(GetProcAddress(gModule, name));
         },
         gReaders);
     for (const std::string &name : missing) Fail("trova.dll does not export %s", name.c_str());
-    return missing.empty();
+    std::string error;
+    if (!ReadCases(kCaseFile, gCases, error)) Fail("%s", error.c_str());
+    return missing.empty() && !gCases.empty();
 }
 
 // Dialogs created on this thread, counted by a window-creation hook: the
@@ -144,17 +154,10 @@ bool LoadExpected(const Case &c, Outputs &expected) {
     if (!Outputs::Parse(std::vector<std::uint8_t>(text.begin(), text.end()), expected)) {
         Fail("%s: no expected outputs in %s (run from the data directory that "
              "trova_reference write made)",
-             c.name, ExpectedFile(c, '\\').c_str());
+             c.name.c_str(), ExpectedFile(c, '\\').c_str());
         return false;
     }
     return true;
-}
-
-std::int32_t IntOf(const Outputs &out, const char *name) {
-    const Block *b = out.Find(name);
-    std::int32_t v = -7777;
-    if (b != nullptr && b->bytes.size() >= 4) std::memcpy(&v, b->bytes.data(), 4);
-    return v;
 }
 
 std::string FullPath(const std::string &relative) {
@@ -293,9 +296,7 @@ std::vector<std::string> ExportedNames(HMODULE module, std::string *dllName) {
 int RunExports() {
     if (!LoadTrova()) return Finish("exports");
     std::set<void (*)()> addresses;
-    for (const ExportInfo &e : Exports()) {
-        addresses.insert(reinterpret_cast<void (*)()>(GetProcAddress(gModule, e.exportName)));
-    }
+    for (void (*address)() : gReaders.reader) addresses.insert(address);
     Check(addresses.size() == 13, "the thirteen exports are %zu distinct functions", addresses.size());
     Check(GetProcAddress(gModule, "Reader_FFT_HIST2") == nullptr,
           "Reader_FFT_HIST2 must be exported under its decorated name only");
@@ -336,7 +337,7 @@ int RunCrosscheck() {
     CreateDirectoryA(kLogDirectory, nullptr);
     const Side side = WindowsSide();
     int compared = 0;
-    for (const Case &c : Cases()) {
+    for (const Case &c : gCases) {
         Outputs expected;
         if (!LoadExpected(c, expected)) continue;
         const DWORD start = GetTickCount();
@@ -345,11 +346,11 @@ int RunCrosscheck() {
         ++gChecks;
         ++compared;
         if (problems.empty()) {
-            std::printf("ok   %-34s status %d, result %d, %lu ms\n", c.name,
-                        static_cast<int>(IntOf(actual, "Status")),
-                        static_cast<int>(IntOf(actual, "result")), GetTickCount() - start);
+            std::printf("ok   %-34s status %d, result %d, %lu ms\n", c.name.c_str(),
+                        static_cast<int>(actual.Int("Status")),
+                        static_cast<int>(actual.Int("result")), GetTickCount() - start);
         } else {
-            Fail("%s differs from the Linux build:", c.name);
+            Fail("%s differs from the Linux build: %s", c.name.c_str(), FormatCase(c).c_str());
             for (const std::string &p : problems) std::printf("    %s\n", p.c_str());
         }
     }
@@ -363,7 +364,7 @@ int RunCrosscheck() {
 int RunDialog() {
     if (!LoadTrova() || !InstallDialogCounter()) return 2;
     CreateDirectoryA(kLogDirectory, nullptr);
-    const Case *c = FindCase(kDialogCase);
+    const Case *c = FindCase(gCases, kDialogCase);
     Outputs expected;
     if (c == nullptr || !LoadExpected(*c, expected)) return Finish("dialog");
 
@@ -376,8 +377,8 @@ int RunDialog() {
     if (!Check(w.found, "no window titled \"%s\" appeared during the call", w.title.c_str())) {
         return Finish("dialog");
     }
-    CheckEq(w.caption, std::string(c->args.label), "caption is the call's Label");
-    CheckEq(w.buttonText, std::string(c->args.button), "button 1001 shows the call's ButtonText");
+    CheckEq(w.caption, c->args.label, "caption is the call's Label");
+    CheckEq(w.buttonText, c->args.button, "button 1001 shows the call's ButtonText");
     Check(_stricmp(w.barClass.c_str(), "msctls_progress32") == 0, "control 1000 is a progress bar, not %s",
           w.barClass.c_str());
     Check(_stricmp(w.buttonClass.c_str(), "Button") == 0, "control 1001 is a button, not %s",
@@ -405,8 +406,8 @@ int RunDialog() {
 
     // Looking at the dialog changes nothing of the call.
     const std::vector<std::string> problems = Compare(expected, actual);
-    for (const std::string &p : problems) Fail("%s: %s", c->name, p.c_str());
-    CheckEq(IntOf(actual, "Status"), 0, "the call completes with status 0");
+    for (const std::string &p : problems) Fail("%s: %s", c->name.c_str(), p.c_str());
+    CheckEq(actual.Int("Status"), 0, "the call completes with status 0");
     return Finish("dialog");
 }
 
@@ -414,7 +415,7 @@ int RunDialog() {
 
 // A Reader_XT output block of a cancelled call: the points before `points`
 // of each segment as in the full call, everything after them untouched.
-std::vector<std::uint8_t> Prefix(const Block &full, size_t segment, size_t segments, size_t points,
+std::vector<std::uint8_t> Prefix(const trova::calls::Block &full, size_t segment, size_t segments, size_t points,
                                  size_t elementSize) {
     std::vector<std::uint8_t> out = full.bytes;
     const size_t elements = out.size() / elementSize;
@@ -431,7 +432,7 @@ std::vector<std::uint8_t> Prefix(const Block &full, size_t segment, size_t segme
 int RunCancel() {
     if (!LoadTrova() || !InstallDialogCounter()) return 2;
     CreateDirectoryA(kLogDirectory, nullptr);
-    const Case *c = FindCase(kCancelCase);
+    const Case *c = FindCase(gCases, kCancelCase);
     Outputs full;
     if (c == nullptr || !LoadExpected(*c, full)) return Finish("cancel");
 
@@ -445,9 +446,9 @@ int RunCancel() {
     EndWatch(watcher);
     Check(w.found && w.clicked, "the watcher found the dialog and clicked its button");
 
-    const int status = IntOf(actual, "Status");
-    const int result = IntOf(actual, "result");
-    const int fullResult = IntOf(full, "result");
+    const int status = actual.Int("Status");
+    const int result = actual.Int("result");
+    const int fullResult = full.Int("result");
     std::printf("cancelled call: status %d, %d of %d points, %lu ms\n", status, result, fullResult,
                 elapsed);
     if (!Check(status == 1, "status after the click is %d, expected 1 (cancelled); a status of 0 "
@@ -463,7 +464,7 @@ int RunCancel() {
 
     const size_t points = static_cast<size_t>(c->args.points);
     const size_t delivered = result > 0 ? static_cast<size_t>(result) : 0;
-    for (const Block &b : full.blocks) {
+    for (const trova::calls::Block &b : full.blocks) {
         const Block *a = actual.Find(b.name);
         if (a == nullptr || b.name == "Status" || b.name == "result") continue;
         std::vector<std::uint8_t> expected = b.bytes;
@@ -482,24 +483,6 @@ int RunCancel() {
 }
 
 // ---- log -------------------------------------------------------------------------
-
-std::vector<std::string> CrLfLines(const std::string &text, bool *wellFormed) {
-    std::vector<std::string> lines;
-    *wellFormed = true;
-    size_t start = 0;
-    while (start < text.size()) {
-        const size_t end = text.find("\r\n", start);
-        if (end == std::string::npos) {
-            *wellFormed = false;
-            break;
-        }
-        const std::string line = text.substr(start, end - start);
-        if (line.find_first_of("\r\n") != std::string::npos) *wellFormed = false;
-        lines.push_back(line);
-        start = end + 2;
-    }
-    return lines;
-}
 
 // Puts C:\Temp aside for the lifetime of the object and back afterwards.
 class TempDirectoryAside {
@@ -521,64 +504,29 @@ private:
     bool ok_ = true;
 };
 
-int CallXt(const std::string &path, int *status) {
-    char label[] = "trova host: log check";
-    char button[] = "Cancel";
-    std::string pathCopy = path;
-    int points = 40, factor = -1;
-    std::vector<float> values(5 * 40);
-    std::vector<double> times(2 * 40);
-    std::vector<int> flags(40);
-    return gReaders.Reader_XT(3, 1, -1.0, -1.0, 0.0f, label, pathCopy.data(), &points,
-                              values.data(), values.data(), values.data(), times.data(),
-                              flags.data(), &factor, button, status);
-}
-
+// A call with an absolute path: the log names the path as given, in lines
+// that end in CR LF; without C:\Temp there is no log and the call is the same.
 int RunLog() {
     if (!LoadTrova()) return 2;
-    const std::string path = FullPath("rec\\trend-ref\\meas.001.dat");
-    const std::string directory = path.substr(0, path.rfind('\\') + 1);
-
+    const Case *relative = FindCase(gCases, "xt-reference-quantity");
+    if (relative == nullptr) return 2;
+    Case c = *relative;
+    c.path = FullPath("rec\\trend-ref\\meas.001.dat");
     CreateDirectoryA(kLogDirectory, nullptr);
-    DeleteFileA(kLogFile);
-    int status = -1;
-    const int result = CallXt(path, &status);
-    CheckEq(status, 0, "the call completes with status 0");
-    CheckEq(result, 40, "forty points of forty records");
-    int refused = -1;
-    CallXt("", &refused);
-    CheckEq(refused, 3, "an empty path is refused with status 3");
-
-    bool wellFormed = false;
-    const std::vector<std::string> lines = CrLfLines(ReadFileBytes(kLogFile), &wellFormed);
-    Check(wellFormed, "every line of the log ends with CR LF and holds no other CR or LF");
-    const std::string banner[] = {std::string(60, '='), "Start Reader_XT", std::string(30, '-'),
-                                  "Quantity  = 3", "MinMax    = 1", "TStart    = -1.00",
-                                  "TStop     = -1.00"};
-    const std::vector<std::string> tail = {
-        "Start Reader_Thread", "GetFileInformation (Init) = " + directory + "meas.001.dat",
-        "GetFileInformation (First Sample)", "GetFileInformation (Last Sample)",
-        "GetFileInformation (Finish)", "Interleave Factor = 1",
-        "Samples = 40", "Points  = 40", "Finish Reader_XT"};
-    std::vector<std::string> expected(std::begin(banner), std::end(banner));
-    expected.push_back("PathFile  = " + path);
-    expected.insert(expected.end(), tail.begin(), tail.end());
-    expected.insert(expected.end(), std::begin(banner), std::end(banner));
-    expected.push_back("PathFile  = ");
-    expected.push_back("Finish Reader_XT");
-    if (!Check(lines == expected, "the log holds the lines of both calls")) {
-        for (size_t i = 0; i < lines.size() || i < expected.size(); ++i) {
-            std::printf("    %-60s | %s\n", i < lines.size() ? lines[i].c_str() : "<none>",
-                        i < expected.size() ? expected[i].c_str() : "<none>");
-        }
-    }
-
+    const Outputs logged = RunCase(c, WindowsSide());
+    CheckEq(logged.Int("Status"), 0, "the call completes with status 0");
+    const std::string log = ReadFileBytes(kLogFile);
+    Check(log.find("\r\nPathFile  = " + c.path + "\r\n") != std::string::npos &&
+              log.find("\r\nGetFileInformation (Init) = " + c.path + "\r\n") != std::string::npos,
+          "the log names %s as given:\n%s", c.path.c_str(), log.c_str());
+    size_t bare = 0;
+    for (size_t i = 0; i < log.size(); ++i) bare += log[i] == '\n' && (i == 0 || log[i - 1] != '\r');
+    Check(bare == 0 && !log.empty() && log.back() == '\n', "every line of the log ends with CR LF");
     {
         TempDirectoryAside aside;
         if (Check(aside.ok(), "C:\\Temp could not be put aside")) {
-            status = -1;
-            CheckEq(CallXt(path, &status), 40, "without C:\\Temp the call still delivers its points");
-            CheckEq(status, 0, "without C:\\Temp the call still completes with status 0");
+            const Outputs unlogged = RunCase(c, WindowsSide());
+            Check(Compare(logged, unlogged).size() == 1, "without C:\\Temp only the log differs");
             Check(GetFileAttributesA(kLogDirectory) == INVALID_FILE_ATTRIBUTES,
                   "the module does not create C:\\Temp");
         }
@@ -586,6 +534,165 @@ int RunLog() {
     Check(GetFileAttributesA(kLogDirectory) != INVALID_FILE_ATTRIBUTES, "C:\\Temp is back");
     DeleteFileA(kLogFile);
     return Finish("log");
+}
+
+// ---- threads ---------------------------------------------------------------------
+
+using trova::calls::Outcome;
+
+std::string gThreadsPath;  // the trend-ref recording, a full path
+
+// Reader_XT over the trend-ref recording, `points` points.
+Outcome CallXt(int points) {
+    Args args;
+    args.quantity = 3, args.minMax = 1, args.points = points, args.label = "trova host: threads";
+    std::string path = gThreadsPath;
+    return trova::calls::Call(gReaders, trova::calls::Export::XT, args, path.data(), {}, 1);
+}
+
+// What a call leaves in its arrays when it touches none but Status (a path
+// that names no recording).
+Outcome gUntouched;
+
+bool Same(const Outcome &a, const Outcome &b) { return a.result == b.result && a.Bytes() == b.Bytes(); }
+
+struct Worker {
+    int points;
+    Outcome expected;
+    int mismatches = 0;
+};
+
+DWORD WINAPI CallRepeatedly(void *context) {
+    Worker &w = *static_cast<Worker *>(context);
+    for (int i = 0; i < 4; ++i) {
+        if (!Same(CallXt(w.points), w.expected)) ++w.mismatches;
+    }
+    return 0;
+}
+
+// Two threads, each four calls with its own point count: every call gives
+// what it gives alone (a lost status would leave -1).
+void TwoThreads() {
+    Worker a{40, CallXt(40)}, b{13, CallXt(13)};
+    Check(a.expected.Int("Status") == 0 && a.expected.result == 40, "a call alone gives 40 points");
+    Check(b.expected.Int("Status") == 0 && b.expected.result > 0, "a call alone gives its points");
+    HANDLE threads[2] = {CreateThread(nullptr, 0, CallRepeatedly, &a, 0, nullptr),
+                         CreateThread(nullptr, 0, CallRepeatedly, &b, 0, nullptr)};
+    if (threads[0] == nullptr || threads[1] == nullptr) {
+        Check(false, "two threads could be started");
+        return;
+    }
+    WaitForMultipleObjects(2, threads, TRUE, INFINITE);
+    CloseHandle(threads[0]);
+    CloseHandle(threads[1]);
+    Check(a.mismatches == 0, "the first thread's calls all give what one call alone gives");
+    Check(b.mismatches == 0, "the second thread's calls all give what one call alone gives");
+}
+
+// ---- a waiting thread answers messages sent to its windows ----------------
+
+DWORD gAnsweredBy = 0;
+
+LRESULT CALLBACK Answer(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_APP) return gAnsweredBy = GetCurrentThreadId(), 42;
+    return DefWindowProcA(window, message, wParam, lParam);
+}
+
+LONG gFirstCallDone = 0;  // set when thread B's call has returned
+
+DWORD WINAPI CallOnce(void *context) {
+    *static_cast<Outcome *>(context) = CallXt(40);
+    InterlockedExchange(&gFirstCallDone, 1);
+    return 0;
+}
+
+struct Sender {
+    HWND window;
+    bool answered = false;
+    bool whileFirstCallRan = false;
+};
+
+// Sends to the main thread's window while that thread waits for its call.
+DWORD WINAPI SendWhileWaiting(void *context) {
+    Sender &s = *static_cast<Sender *>(context);
+    Sleep(150);
+    DWORD_PTR answer = 0;
+    s.answered = SendMessageTimeoutA(s.window, WM_APP, 0, 0, SMTO_BLOCK, 5000, &answer) != 0 &&
+                 answer == 42;
+    s.whileFirstCallRan = InterlockedCompareExchange(&gFirstCallDone, 0, 0) == 0;
+    return 0;
+}
+
+// Thread B's call runs (at least its 500 ms pause); the main thread, which
+// owns a window, calls too and waits; a third thread sends to that window
+// meanwhile and gets its answer from the waiting thread.
+void WaitingThreadAnswersSentMessages() {
+    WNDCLASSA windowClass = {};
+    windowClass.lpfnWndProc = Answer;
+    windowClass.hInstance = GetModuleHandleA(nullptr);
+    windowClass.lpszClassName = "trova-threads-answer";
+    RegisterClassA(&windowClass);
+    HWND window = CreateWindowA("trova-threads-answer", "", 0, 0, 0, 10, 10, nullptr, nullptr,
+                                windowClass.hInstance, nullptr);
+    Outcome first;
+    Sender sender{window};
+    HANDLE b = CreateThread(nullptr, 0, CallOnce, &first, 0, nullptr);
+    Sleep(100);
+    HANDLE c = CreateThread(nullptr, 0, SendWhileWaiting, &sender, 0, nullptr);
+    const Outcome second = CallXt(40);
+    HANDLE both[2] = {b, c};
+    WaitForMultipleObjects(2, both, TRUE, INFINITE);
+    CloseHandle(b), CloseHandle(c);
+    DestroyWindow(window);
+    Check(sender.answered && gAnsweredBy == GetCurrentThreadId(),
+          "a message sent to a waiting thread's window is answered by that thread");
+    Check(sender.whileFirstCallRan, "it is answered while the other thread's call still runs");
+    Check(first.Int("Status") == 0 && second.Int("Status") == 0, "both calls complete with status 0");
+}
+
+Outcome gReentered;
+bool gTimerFired = false;
+
+// Runs inside the dialog's modal loop, on the thread whose call is running.
+void CALLBACK ReenterFromTimer(HWND, UINT, UINT_PTR timer, DWORD) {
+    KillTimer(nullptr, timer);
+    if (gTimerFired) return;
+    gTimerFired = true;
+    gReentered = CallXt(40);
+}
+
+// A timer procedure calls a reader while the thread's own call runs: it is
+// refused at once (status 6, result 0, no output, no log line) and the
+// running call ends as it would alone.
+void ReenteredFromTimer() {
+    const Outcome alone = CallXt(40);
+    CreateDirectoryA(kLogDirectory, nullptr);
+    DeleteFileA(kLogFile);
+    SetTimer(nullptr, 0, 20, ReenterFromTimer);
+    const Outcome outer = CallXt(40);
+    Check(gTimerFired, "the timer fired inside the dialog's message loop");
+    Check(gReentered.Int("Status") == TROVA_READER_BUSY && gReentered.result == 0,
+          "the re-entered call gets status 6 and result 0");
+    Check(gReentered.blocks.size() == gUntouched.blocks.size() &&
+              std::equal(gReentered.blocks.begin(), gReentered.blocks.end(), gUntouched.blocks.begin(),
+                         [](const Block &x, const Block &y) { return x.name == "Status" || x.bytes == y.bytes; }),
+          "the re-entered call touches no output");
+    Check(Same(outer, alone), "the running call ends as it does alone");
+    Check(ReadFileBytes(kLogFile).find("Start Reader_XT") == ReadFileBytes(kLogFile).rfind("Start Reader_XT"), "only the running call is logged");
+}
+
+
+int RunThreads() {
+    if (!LoadTrova()) return 2;
+    gThreadsPath = FullPath("rec\\trend-ref\\meas.001.dat");
+    std::string missing = "rec\\no-such\\meas.001.dat";
+    Args args;
+    args.points = 40;
+    gUntouched = trova::calls::Call(gReaders, trova::calls::Export::XT, args, missing.data(), {}, 1);
+    TwoThreads();
+    WaitingThreadAnswersSentMessages();
+    ReenteredFromTimer();
+    return Finish("threads");
 }
 
 // ---- demo: a dialog held open for a screenshot -----------------------------------------
@@ -658,16 +765,14 @@ int RunDemo() {
     if (!LoadTrova()) return 2;
     DeleteFileA(kDemoRectFile);
     DeleteFileA(kDemoDoneFile);
-    const Case *c = FindCase(kCancelCase);
+    const Case *c = FindCase(gCases, kCancelCase);
     if (c == nullptr) return 2;
     Watch w;
     w.title = "Reading meas.0001.dat";
     w.demo = true;
-    CallArgs args = c->args;
-    args.label = "Reading meas.0001.dat";
-    args.button = "Cancel";
     Case demo = *c;
-    demo.args = args;
+    demo.args.label = "Reading meas.0001.dat";
+    demo.args.button = "Cancel";
     gThreadsBeforeCall = {GetCurrentThreadId()};
     HANDLE watcher = StartWatch(w);
     const std::vector<DWORD> others = NewThreads({});
@@ -677,7 +782,7 @@ int RunDemo() {
     const Outputs out = RunCase(demo, side);
     EndWatch(watcher);
     std::printf("demo: dialog %s, status %d\n", w.found ? "shown" : "not found",
-                static_cast<int>(IntOf(out, "Status")));
+                static_cast<int>(out.Int("Status")));
     return w.found && w.clicked ? 0 : 1;
 }
 
@@ -691,7 +796,8 @@ int main(int argc, char **argv) {
     if (group == "dialog") return RunDialog();
     if (group == "cancel") return RunCancel();
     if (group == "log") return RunLog();
+    if (group == "threads") return RunThreads();
     if (group == "demo") return RunDemo();
-    std::fprintf(stderr, "usage: trova_host exports|crosscheck|dialog|cancel|log|demo\n");
+    std::fprintf(stderr, "usage: trova_host exports|crosscheck|dialog|cancel|log|threads|demo\n");
     return 2;
 }

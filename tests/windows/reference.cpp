@@ -1,134 +1,222 @@
 // The Linux side of the cross-check with trova.dll.
 //
-//   trova_reference write DIR   writes the recordings of the case table to
-//                               DIR/rec/, runs every case with this build's
-//                               readers and saves the outputs to
-//                               DIR/expected/<case>.bin
-//   trova_reference coverage    only checks that the table covers every
-//                               reader this build has a worker for
+//   trova_reference write DIR [GENERATED [SEED]]
+//       writes the recordings to DIR/rec/, the table of cases to
+//       DIR/cases.txt (the hand-picked cases below and GENERATED seeded
+//       calls, 200 unless given) and what this build's readers give for each
+//       to DIR/expected/<case>.bin; checks that every reader with a worker
+//       was called on a recording and reached its worker.
 //
 // Exit status 0 on success, 1 when a check fails, 2 on a usage or file error.
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "crosscheck.h"
 #include "frame/dialog.h"
+#include "generated_calls.h"
 #include "platform/posix/dialog_probe.h"
 #include "trova/host.h"
 
 namespace fs = std::filesystem;
 using namespace trova::crosscheck;
+using trova::calls::Args;
+using trova::calls::Export;
+namespace rec = trova::rec;
 
 namespace {
 
-// Every reader whose worker this build has must be called on a real
-// recording by at least one case, and the call must reach the worker (it
-// writes *Status). `ran` holds each case run with the status it left; empty
-// when only the table is looked at.
-std::vector<std::string> CoverageProblems(const std::vector<std::pair<const Case *, int>> &ran) {
-    std::vector<std::string> problems;
-    for (const ExportInfo &e : Exports()) {
-        if (trova::WorkerFor(e.readerKind) == nullptr) continue;
-        bool named = false, reached = false;
-        for (const Case &c : Cases()) named |= c.reader == e.id && c.pathKind == PathKind::File;
-        for (const auto &[c, status] : ran) {
-            reached |= c->reader == e.id && c->pathKind == PathKind::File && status != -7777;
-        }
-        if (!named) {
-            problems.push_back(std::string(e.name) +
-                               " has a worker but no case on a recording: add one to the case "
-                               "table in tests/windows/crosscheck.cpp");
-        } else if (!ran.empty() && !reached) {
-            problems.push_back(std::string(e.name) +
-                               ": no case on a recording reached its worker (Status untouched)");
-        }
+// ---- recordings -------------------------------------------------------------------
+
+// Trend recording of four files: three channels, three statistic blocks,
+// every 7th record flagged, values spread over both signs.
+rec::RecordingPlan TrendA() {
+    rec::RecordingPlan plan;
+    plan.trend.channels = 3;
+    plan.trend.statMask = 0x07;
+    plan.trend.scalars = 2;
+    plan.trend.perChannel = 3;
+    plan.trendValues = rec::SeededValues(11, -250.0f, 750.0f);
+    plan.flags = rec::everyKth(7, 4, 3);
+    for (int f = 0; f < 4; ++f) plan.add(250, f == 2 ? 30.0 : 0.0);
+    return plan;
+}
+
+// One file whose header names a reference quantity (ExtRef -1 divides by it).
+rec::RecordingPlan TrendReference() {
+    rec::RecordingPlan plan;
+    plan.seed = 5;
+    plan.trend.channels = 3;
+    plan.trend.perChannel = 3;
+    plan.trend.refQuantity = 4;
+    plan.trendValues = rec::SeededValues(5, 1.0f, 400.0f);
+    plan.add(40);
+    return plan;
+}
+
+// What discovery must sort out on the platform's own directory search: a
+// member named in capitals, a damaged member, one without records, files
+// of another stem or extension, five channels and two blocks.
+rec::RecordingPlan TrendMixed() {
+    rec::RecordingPlan plan;
+    plan.seed = 23;
+    plan.trend.channels = 5;
+    plan.trend.statMask = 0x05;
+    plan.trend.scalars = 1;
+    plan.trend.perChannel = 4;
+    plan.flags = rec::everyKth(3, 0x10, 1);
+    plan.add(30);
+    plan.add(30, 30.0);
+    plan.addNamed("MEAS.010.DAT", 30);
+    plan.addDamaged(rec::Damage::TruncatedData, 12);
+    plan.addDamaged(rec::Damage::NoRecords);
+    plan.add(25);
+    plan.addRaw(plan.decoyName(rec::Decoy::OtherStem), {});
+    plan.addRaw(plan.decoyName(rec::Decoy::OtherExtension), {});
+    plan.addRaw(plan.decoyName(rec::Decoy::NoMiddle), {});
+    return plan;
+}
+
+// Many small files: the Windows host's cancel check.
+rec::RecordingPlan TrendMany() {
+    rec::RecordingPlan plan;
+    plan.seed = 31;
+    plan.numberWidth = 4;
+    plan.trend.channels = 3;
+    plan.trend.perChannel = 3;
+    for (int f = 0; f < kCancelFiles; ++f) plan.add(kCancelRecordsPerFile);
+    return plan;
+}
+
+// Three-phase harmonic recording with a power block.
+rec::RecordingPlan HarmonicA() {
+    rec::RecordingPlan plan;
+    plan.kind = rec::Kind::Harmonic;
+    plan.seed = 47;
+    plan.harmonic.channelCode = 6;
+    plan.harmonic.harmonics = 50;
+    plan.harmonicValues = rec::SeededValues(47, 0.5f, 240.0f);
+    plan.flags = rec::everyKth(5, 2, 0);
+    for (int f = 0; f < 3; ++f) plan.add(40);
+    return plan;
+}
+
+const std::pair<const char *, rec::RecordingPlan (*)()> kRecordings[] = {
+    {"trend-a", TrendA},       {"trend-ref", TrendReference}, {"trend-mixed", TrendMixed},
+    {"trend-many", TrendMany}, {"harmonic-a", HarmonicA},
+};
+
+// ---- the hand-picked cases ---------------------------------------------------------
+
+// Record times of trend-a: 3786825600.25 + i, the third file 30 s later.
+constexpr double kTrendAStart = 3786825600.25;
+
+Case Hand(const char *name, Export reader, const char *path, void (*set)(Args &)) {
+    Case c{name, reader, path, Args{}};
+    c.args.label = "trova cross-check";
+    set(c.args);
+    return c;
+}
+
+std::vector<Case> HandPicked() {
+    std::vector<Case> cases = {
+        Hand("xt-whole", Export::XT, "rec/trend-a/meas.003.dat",
+             [](Args &a) { a.quantity = 3, a.minMax = 1, a.points = 400; }),
+        Hand("xt-window-extref", Export::XT, "rec/trend-a/meas.001.dat", [](Args &a) {
+            a.quantity = 2, a.tStart = kTrendAStart + 500.5, a.tStop = kTrendAStart + 829.0;
+            a.extRef = 230.0f, a.points = 120;
+        }),
+        Hand("xt-reference-quantity", Export::XT, "rec/trend-ref/meas.001.dat",
+             [](Args &a) { a.quantity = 3, a.extRef = -1.0f, a.points = 16; }),
+        Hand("xt-scalar-bad-minmax", Export::XT, "rec/trend-a/meas.002.dat",
+             [](Args &a) { a.quantity = 1, a.minMax = 9, a.points = 7; }),
+        Hand("xt-bad-quantity", Export::XT, "rec/trend-a/meas.004.dat",
+             [](Args &a) { a.quantity = 50, a.minMax = 2, a.points = 33; }),
+        Hand("xt-discovery", Export::XT, "rec/trend-mixed/MEAS.010.DAT",
+             [](Args &a) { a.quantity = 3, a.minMax = 1, a.points = 50; }),
+        Hand("xt-no-points", Export::XT, "rec/trend-mixed/meas.001.dat", [](Args &a) { a.points = 0; }),
+        // The Windows host's dialog and cancel checks run these two on their
+        // own; the case before each names another path, so either way the
+        // call builds its file table and logs the same lines.
+        Hand(kDialogCase, Export::XT, "rec/trend-a/meas.001.dat", [](Args &a) {
+            a.quantity = 4, a.points = 90, a.label = "trova host: dialog check", a.button = "Stop reading";
+        }),
+        Hand(kCancelCase, Export::XT, "rec/trend-many/meas.0001.dat", [](Args &a) {
+            a.quantity = 2, a.points = kCancelFiles * kCancelRecordsPerFile;
+            a.label = "trova host: cancel check";
+        }),
+        // Every other reader on a recording of its kind.
+        Hand("xt2-trend", Export::XT2, "rec/trend-a/meas.002.dat", [](Args &a) { a.quantity = 3, a.points = 64; }),
+        Hand("hist-trend", Export::HIST, "rec/trend-a/meas.001.dat", [](Args &a) { a.quantity = 3, a.flagged = 1; }),
+        Hand("fft-xt1", Export::FFT_XT1, "rec/harmonic-a/meas.001.dat",
+             [](Args &a) { a.quantity = 2, a.minMax = 1, a.points = 50; }),
+        Hand("fft-xt2", Export::FFT_XT2, "rec/harmonic-a/meas.002.dat", [](Args &a) { a.quantity = 8, a.points = 50; }),
+        Hand("fft-xt3", Export::FFT_XT3, "rec/harmonic-a/meas.003.dat", [](Args &a) { a.quantity = 14, a.points = 30; }),
+        Hand("fft-all-xt1", Export::FFT_ALL_XT1, "rec/harmonic-a/meas.001.dat", [](Args &a) { a.quantity = 1; }),
+        Hand("fft-all-xt2", Export::FFT_ALL_XT2, "rec/harmonic-a/meas.001.dat", [](Args &a) { a.quantity = 3, a.join = 1; }),
+        Hand("fft-all-xt3", Export::FFT_ALL_XT3, "rec/harmonic-a/meas.001.dat", [](Args &a) { a.quantity = 6; }),
+        Hand("fft-hist1", Export::FFT_HIST1, "rec/harmonic-a/meas.002.dat", [](Args &a) { a.quantity = 2, a.minMax = 1; }),
+        Hand("fft-hist2", Export::FFT_HIST2, "rec/harmonic-a/meas.002.dat", [](Args &a) {
+            a.quantity = 9, a.hMinMax = 1, a.hMin = 0.0, a.hMax = 500.0, a.flagged = 1;
+        }),
+        Hand("fft-table1", Export::FFT_Table1, "rec/harmonic-a/meas.001.dat",
+             [](Args &a) { a.quantity = 1, a.minMax = 1, a.percentil = 0.95f; }),
+        Hand("fft-table2", Export::FFT_Table2, "rec/harmonic-a/meas.001.dat",
+             [](Args &a) { a.quantity = 4, a.percentil = 0.5f, a.flagged = 1; }),
+    };
+    // Every export refuses an empty path and a path that names no file:
+    // status 3, no dialog, no output touched.
+    for (const trova::calls::ExportInfo &e : trova::calls::Exports()) {
+        cases.push_back({std::string(e.name) + "-empty-path", e.id, "", Args{}});
+        cases.push_back({std::string(e.name) + "-missing-path", e.id, "rec/trend-a/meas.009.dat", Args{}});
     }
-    // The cases the host runs on their own must not depend on a table that
-    // the case before them left in the cache.
-    for (size_t i = 1; i < Cases().size(); ++i) {
-        const Case &c = Cases()[i];
-        const std::string name = c.name;
-        if (name != kDialogCase && name != kCancelCase) continue;
-        if (CasePath(Cases()[i - 1], '/') == CasePath(c, '/')) {
-            problems.push_back(name + " follows a case with the same path");
-        }
+    return cases;
+}
+
+// ---- writing -------------------------------------------------------------------------
+
+// Every reader whose worker this build has must be called on a recording and
+// reach its worker (a status other than 3).
+std::vector<std::string> CoverageProblems(const std::vector<std::pair<Case, int>> &ran) {
+    std::vector<std::string> problems;
+    for (const trova::calls::ExportInfo &e : trova::calls::Exports()) {
+        if (trova::WorkerFor(e.readerKind) == nullptr) continue;
+        bool reached = false;
+        for (const auto &[c, status] : ran) reached |= c.reader == e.id && status != 3 && status != -7777;
+        if (!reached) problems.push_back(std::string(e.name) + ": no case reached its worker");
     }
     return problems;
 }
 
-int Status(const Outputs &out) {
-    const Block *b = out.Find("Status");
-    if (b == nullptr || b->bytes.size() < 4) return -7777;
-    std::int32_t v;
-    std::memcpy(&v, b->bytes.data(), 4);
-    return v;
-}
-
-int Write(const fs::path &dir) {
+int Write(const fs::path &dir, int generated, std::uint64_t seed) {
     std::error_code error;
     fs::remove_all(dir / "rec", error);
     fs::remove_all(dir / "expected", error);
     fs::create_directories(dir / "expected", error);
     fs::create_directories(dir / "log", error);
-    if (error) {
+    if (error || chdir(dir.c_str()) != 0) {
         std::fprintf(stderr, "cannot create %s: %s\n", dir.c_str(), error.message().c_str());
         return 2;
     }
-    for (const NamedRecording &r : Recordings()) {
-        trova::rec::writeRecording((dir / "rec" / r.name).string(), r.plan());
-    }
-    if (chdir(dir.c_str()) != 0) {
-        std::perror(dir.c_str());
-        return 2;
+    for (const auto &[name, plan] : kRecordings) rec::writeRecording(std::string("rec/") + name, plan());
+    std::vector<Case> cases = HandPicked();
+    trova::calls::CallGenerator generator(seed);
+    for (int i = 0; i < generated; ++i) {
+        const trova::calls::GeneratedCall g = generator.Next("rec");
+        cases.push_back({g.name, g.reader, "rec/" + g.path, g.args});
     }
 
-    const std::string logDir = fs::absolute("log").string();
-    const std::string logFile = logDir + "/TrovaDLL.LOG";
-    TrovaSetLogDirectory(logDir.c_str());
+    const std::string logFile = fs::absolute("log/TrovaDLL.LOG").string();
+    TrovaSetLogDirectory(fs::absolute("log").c_str());
     TrovaSetCompletionPause(0);  // the outputs do not depend on it
-
     Side side;
-    const std::vector<std::string> missing = BindReaders(
-        [](const char *name) -> void (*)() {
-            // The readers of this build, by the names the table gives.
-            static const std::vector<std::pair<std::string, void (*)()>> linked = {
-                {"Reader_XT", reinterpret_cast<void (*)()>(&Reader_XT)},
-                {"Reader_XT2", reinterpret_cast<void (*)()>(&Reader_XT2)},
-                {"Reader_HIST", reinterpret_cast<void (*)()>(&Reader_HIST)},
-                {"Reader_FFT_XT1", reinterpret_cast<void (*)()>(&Reader_FFT_XT1)},
-                {"Reader_FFT_XT2", reinterpret_cast<void (*)()>(&Reader_FFT_XT2)},
-                {"Reader_FFT_XT3", reinterpret_cast<void (*)()>(&Reader_FFT_XT3)},
-                {"Reader_FFT_ALL_Harmonics_XT1",
-                 reinterpret_cast<void (*)()>(&Reader_FFT_ALL_Harmonics_XT1)},
-                {"Reader_FFT_ALL_Harmonics_XT2",
-                 reinterpret_cast<void (*)()>(&Reader_FFT_ALL_Harmonics_XT2)},
-                {"Reader_FFT_ALL_Harmonics_XT3",
-                 reinterpret_cast<void (*)()>(&Reader_FFT_ALL_Harmonics_XT3)},
-                {"Reader_FFT_HIST1", reinterpret_cast<void (*)()>(&Reader_FFT_HIST1)},
-                {"Reader_FFT_HIST2", reinterpret_cast<void (*)()>(&Reader_FFT_HIST2)},
-                {"Reader_FFT_Table1", reinterpret_cast<void (*)()>(&Reader_FFT_Table1)},
-                {"Reader_FFT_Table2", reinterpret_cast<void (*)()>(&Reader_FFT_Table2)},
-            };
-            for (const auto &[n, f] : linked) {
-                if (n == name) return f;
-            }
-            return nullptr;
-        },
-        side.readers);
-    if (!missing.empty()) {
-        std::fprintf(stderr, "no linked reader for %s\n", missing.front().c_str());
-        return 2;
-    }
-    side.separator = '/';
+    side.readers = trova::calls::LinkedReaders();
     side.clearLog = [&] { std::remove(logFile.c_str()); };
     side.readLog = [&] {
         std::ifstream in(logFile, std::ios::binary);
@@ -136,26 +224,26 @@ int Write(const fs::path &dir) {
     };
     side.dialogsOpened = [] { return trova::platform::probe::LastDialog().openCount; };
 
-    std::vector<std::pair<const Case *, int>> ran;
-    for (const Case &c : Cases()) {
+    std::ofstream table(kCaseFile);
+    std::vector<std::pair<Case, int>> ran;
+    for (const Case &c : cases) {
         const Outputs out = RunCase(c, side);
-        ran.emplace_back(&c, Status(out));
+        ran.emplace_back(c, out.Int("Status"));
         const std::vector<std::uint8_t> bytes = out.Serialise();
         std::ofstream file(ExpectedFile(c, '/'), std::ios::binary);
-        file.write(reinterpret_cast<const char *>(bytes.data()),
-                   static_cast<std::streamsize>(bytes.size()));
-        if (!file) {
-            std::fprintf(stderr, "cannot write %s\n", ExpectedFile(c, '/').c_str());
+        file.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        table << FormatCase(c) << '\n';
+        if (!file || !table) {
+            std::fprintf(stderr, "cannot write %s or %s\n", ExpectedFile(c, '/').c_str(), kCaseFile);
             return 2;
         }
     }
     side.clearLog();
-
     const std::vector<std::string> problems = CoverageProblems(ran);
     for (const std::string &p : problems) std::fprintf(stderr, "FAIL %s\n", p.c_str());
     if (!problems.empty()) return 1;
-    std::printf("%zu recordings, %zu cases written to %s\n", Recordings().size(), Cases().size(),
-                dir.c_str());
+    std::printf("%zu cases (%d generated, seed %llu) written to %s\n", cases.size(), generated,
+                static_cast<unsigned long long>(seed), dir.c_str());
     return 0;
 }
 
@@ -163,14 +251,10 @@ int Write(const fs::path &dir) {
 
 int main(int argc, char **argv) {
     const std::string command = argc >= 2 ? argv[1] : "";
-    if (command == "write" && argc == 3) return Write(fs::absolute(argv[2]));
-    if (command == "coverage" && argc == 2) {
-        const std::vector<std::string> problems = CoverageProblems({});
-        for (const std::string &p : problems) std::fprintf(stderr, "FAIL %s\n", p.c_str());
-        if (!problems.empty()) return 1;
-        std::printf("every reader with a worker has a cross-check case\n");
-        return 0;
+    if (command == "write" && argc >= 3 && argc <= 5) {
+        return Write(fs::absolute(argv[2]), argc > 3 ? std::atoi(argv[3]) : 200,
+                     argc > 4 ? std::strtoull(argv[4], nullptr, 10) : 1);
     }
-    std::fprintf(stderr, "usage: %s write DIR | coverage\n", argc > 0 ? argv[0] : "trova_reference");
+    std::fprintf(stderr, "usage: %s write DIR [GENERATED [SEED]]\n", argc > 0 ? argv[0] : "trova_reference");
     return 2;
 }

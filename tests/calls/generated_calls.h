@@ -1,0 +1,34 @@
+// A seeded batch of reader calls on generated recordings: each call gets a
+// recording of its own with random geometry and now and then a damaged
+// member, a reader (now and then one of the other variant), a window in or
+// around the recording's times, and random arguments. The same seed gives
+// the same recordings and calls on every platform.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "reader_call.h"
+#include "recording_writer.h"
+
+namespace trova::calls {
+
+struct GeneratedCall {
+    std::string name;  // gen-0000, gen-0001, ...
+    Export reader;
+    std::string path;  // relative to the directory given to Next
+    Args args;
+};
+
+class CallGenerator {
+public:
+    explicit CallGenerator(std::uint64_t seed) : random_(seed) {}
+    // Writes the next call's recording to directory/<name>/ and returns the call.
+    GeneratedCall Next(const std::string &directory);
+
+private:
+    rec::SplitMix64 random_;
+    int count_ = 0;
+};
+
+}  // namespace trova::calls

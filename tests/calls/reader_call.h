@@ -1,0 +1,138 @@
+// Any of the thirteen readers, called from a description of the call as
+// data: the export, its argument values and the shape of the recording (as
+// TrovaDescribeRecording reports it). One table lists each export's
+// parameters in order, with the role of each and the size of each output
+// array; one generic marshaller turns a parameter of each kind into an
+// argument. Every output array is a heap block of exactly the size a caller
+// must provide plus an optional guard region, filled with a pattern before
+// the call, so that a write past the end shows (to ASan, or in the guard's
+// bytes) and so do elements a reader must leave alone.
+//
+// Used by both sides of the cross-check with trova.dll, the reader fuzz
+// target and the soak program, the concurrency tests and the comparison of
+// two builds.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "trova/describe.h"
+#include "trova/readers.h"
+
+namespace trova::calls {
+
+enum class Export : int {
+    XT, XT2, HIST,
+    FFT_XT1, FFT_XT2, FFT_XT3,
+    FFT_ALL_XT1, FFT_ALL_XT2, FFT_ALL_XT3,
+    FFT_HIST1, FFT_HIST2, FFT_Table1, FFT_Table2,
+};
+constexpr int kExportCount = 13;
+
+struct ExportInfo {
+    Export id;
+    const char *name;        // the reader's name
+    const char *exportName;  // the name trova.dll exports it under
+    int readerKind;          // the worker kind its dialog starts
+    bool harmonic;           // reads harmonic recordings
+};
+// In declaration order of Export.
+const std::vector<ExportInfo> &Exports();
+const ExportInfo &InfoOf(Export id);
+const ExportInfo *FindExport(const std::string &name);  // by reader name
+
+// The exports, bound by each side its own way.
+struct Readers {
+    void (*reader[kExportCount])() = {};
+    decltype(&::TrovaDescribeRecording) describe = nullptr;
+};
+// Binds every export through `lookup` (GetProcAddress, or LinkedReaders's
+// table). Returns the export names it could not bind.
+using Lookup = std::function<void (*(const char *exportName))()>;
+std::vector<std::string> BindReaders(const Lookup &lookup, Readers &readers);
+
+// The readers of the library this program is linked with.
+inline Readers LinkedReaders() {
+    Readers r;
+    void (*const linked[kExportCount])() = {
+        reinterpret_cast<void (*)()>(&::Reader_XT),
+        reinterpret_cast<void (*)()>(&::Reader_XT2),
+        reinterpret_cast<void (*)()>(&::Reader_HIST),
+        reinterpret_cast<void (*)()>(&::Reader_FFT_XT1),
+        reinterpret_cast<void (*)()>(&::Reader_FFT_XT2),
+        reinterpret_cast<void (*)()>(&::Reader_FFT_XT3),
+        reinterpret_cast<void (*)()>(&::Reader_FFT_ALL_Harmonics_XT1),
+        reinterpret_cast<void (*)()>(&::Reader_FFT_ALL_Harmonics_XT2),
+        reinterpret_cast<void (*)()>(&::Reader_FFT_ALL_Harmonics_XT3),
+        reinterpret_cast<void (*)()>(&::Reader_FFT_HIST1),
+        reinterpret_cast<void (*)()>(&::Reader_FFT_HIST2),
+        reinterpret_cast<void (*)()>(&::Reader_FFT_Table1),
+        reinterpret_cast<void (*)()>(&::Reader_FFT_Table2),
+    };
+    for (int i = 0; i < kExportCount; ++i) r.reader[i] = linked[i];
+    r.describe = &::TrovaDescribeRecording;
+    return r;
+}
+
+// The argument values of one call; each export takes the ones it has.
+struct Args {
+    int quantity = 1;
+    int minMax = 0;
+    double tStart = -1.0;
+    double tStop = -1.0;
+    float extRef = 0.0f;
+    int points = 100;  // the series readers' Points
+    int harmonic = 3;
+    int firstHarmonic = 1;
+    int join = 0;
+    int hMinMax = 0;
+    double hMin = 0.0;
+    double hMax = 0.0;
+    int flagged = 0;
+    float percentil = 0.95f;
+    std::string label = "trova";
+    std::string button = "Cancel";
+};
+// As space-separated key=value words for the values that differ from the
+// defaults above (reals exact, in hexadecimal), and back.
+std::string FormatArgs(const Args &args);
+bool ParseArgs(const std::string &text, Args &args, std::string &error);
+
+// What sizes the output arrays.
+struct Shape {
+    int channels = 1;   // trend: the header's channel count, at least 1
+    int phases = 1;     // harmonic: P
+    int harmonics = 1;  // harmonic: the largest H among the members, at least 1
+};
+// The shape of the recording of `path` as the reader's variant sees it;
+// the default shape when no recording is found.
+Shape DescribeShape(const Readers &readers, const char *path, bool harmonic);
+
+// One output as raw bytes; `type` tells how to show an element: 'f'
+// float, 'd' double, 'i' 32-bit integer, 't' text.
+struct Block {
+    std::string name;
+    char type = 'i';
+    std::vector<std::uint8_t> bytes;
+};
+
+struct Outcome {
+    bool ran = false;  // false: the arrays a caller would need are absurd
+    int result = 0;
+    std::vector<Block> blocks;  // Points and every output, in argument order
+    const Block *Find(const std::string &name) const;
+    // The first element of an integer block; `missing` when there is none.
+    long long Int(const std::string &name, long long missing = -7777) const;
+    std::vector<std::uint8_t> Bytes() const;  // every block's bytes, in order
+};
+
+// Calls `id` on `path` with arrays sized for `shape` and `guard` elements
+// past each (none: exactly the caller's size, and a zero-size array is a
+// null pointer).
+Outcome Call(const Readers &readers, Export id, const Args &args, char *path, const Shape &shape,
+             size_t guard);
+
+}  // namespace trova::calls
