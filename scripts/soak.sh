@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The soak test (not part of scripts/test.sh): trova_soak makes CALLS reader
-# calls (default 10 000) alternating the thirteen readers, four recordings,
-# three windows, cancels and refused paths, with the completion pause 0.
+# calls (default 10 000) in turn over 130 seeded generated calls of the
+# thirteen readers, with cancels and refused paths and the completion pause 0.
 # It runs twice: in a release build, where resident memory must stay flat
 # after the warm-up, and under AddressSanitizer with LeakSanitizer, where
 # the process must end without a leak. Each run checks every status and

@@ -1,8 +1,6 @@
 // trova_host: a Windows program that loads trova.dll as its host does and
 // checks it, run by CTest under Wine on a virtual display.
 //
-//   trova_host exports     binds every export (the decorated name included),
-//                          reads the DLL's export table and dialog resource
 //   trova_host crosscheck  runs every case of the cross-check table and
 //                          compares with the Linux build's outputs
 //   trova_host dialog      looks at the open progress dialog from a second
@@ -32,8 +30,6 @@
 
 using namespace trova::crosscheck;
 using trova::calls::Args;
-using trova::calls::ExportInfo;
-using trova::calls::Exports;
 
 namespace {
 
@@ -42,17 +38,7 @@ namespace {
 int gFailures = 0;
 int gChecks = 0;
 
-void Fail(const char *format, ...) {
-    ++gFailures;
-    std::printf("FAIL ");
-    va_list args;
-    va_start(args, format);
-    std::vprintf(format, args);
-    va_end(args);
-    std::printf("\n");
-    std::fflush(stdout);
-}
-
+// Counts a check; prints the message when it fails. Fail is a check that failed.
 bool Check(bool condition, const char *format, ...) {
     ++gChecks;
     if (condition) return true;
@@ -63,17 +49,9 @@ bool Check(bool condition, const char *format, ...) {
     std::vprintf(format, args);
     va_end(args);
     std::printf("\n");
-    std::fflush(stdout);
     return false;
 }
-
-template <class T>
-bool CheckEq(const T &actual, const T &expected, const char *what) {
-    ++gChecks;
-    if (actual == expected) return true;
-    Fail("%s", what);
-    return false;
-}
+#define Fail(...) Check(false, __VA_ARGS__)
 
 int Finish(const char *group) {
     std::printf("%s: %d checks, %d failed\n", group, gChecks, gFailures);
@@ -90,8 +68,9 @@ trova::calls::Readers gReaders;
 std::vector<Case> gCases;
 
 // Loads trova.dll from this program's directory, binds the thirteen
-// exports by the names the host uses (and the describe call), and reads
-// the table of cases.
+// exports by the names the host uses (Reader_FFT_HIST2 by its decorated
+// name) and the describe call, and reads the table of cases. What else the
+// DLL exports and imports is checked from the file (windows_dll_exports).
 bool LoadTrova() {
     gModule = LoadLibraryA("trova.dll");
     if (gModule == nullptr) {
@@ -105,6 +84,9 @@ bool LoadTrova() {
         },
         gReaders);
     for (const std::string &name : missing) Fail("trova.dll does not export %s", name.c_str());
+    const std::set<void (*)()> distinct(std::begin(gReaders.reader), std::end(gReaders.reader));
+    Check(distinct.size() == trova::calls::kExportCount, "the thirteen exports are %zu functions",
+          distinct.size());
     std::string error;
     if (!ReadCases(kCaseFile, gCases, error)) Fail("%s", error.c_str());
     return missing.empty() && !gCases.empty();
@@ -274,62 +256,6 @@ void EndWatch(HANDLE thread) {
     CloseHandle(thread);
 }
 
-// ---- exports -------------------------------------------------------------------
-
-// The names in the export directory of a loaded module.
-std::vector<std::string> ExportedNames(HMODULE module, std::string *dllName) {
-    std::vector<std::string> names;
-    const auto *base = reinterpret_cast<const unsigned char *>(module);
-    const auto *dos = reinterpret_cast<const IMAGE_DOS_HEADER *>(base);
-    const auto *nt = reinterpret_cast<const IMAGE_NT_HEADERS64 *>(base + dos->e_lfanew);
-    const IMAGE_DATA_DIRECTORY &dir = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT];
-    if (dir.VirtualAddress == 0) return names;
-    const auto *exports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY *>(base + dir.VirtualAddress);
-    *dllName = reinterpret_cast<const char *>(base + exports->Name);
-    const auto *nameRvas = reinterpret_cast<const DWORD *>(base + exports->AddressOfNames);
-    for (DWORD i = 0; i < exports->NumberOfNames; ++i) {
-        names.emplace_back(reinterpret_cast<const char *>(base + nameRvas[i]));
-    }
-    return names;
-}
-
-int RunExports() {
-    if (!LoadTrova()) return Finish("exports");
-    std::set<void (*)()> addresses;
-    for (void (*address)() : gReaders.reader) addresses.insert(address);
-    Check(addresses.size() == 13, "the thirteen exports are %zu distinct functions", addresses.size());
-    Check(GetProcAddress(gModule, "Reader_FFT_HIST2") == nullptr,
-          "Reader_FFT_HIST2 must be exported under its decorated name only");
-    Check(GetProcAddress(gModule, "_Z16Reader_FFT_HIST2iiddPcS_PdS0_PllS_llS1_lddS1_S1_lS1_S1_") ==
-              nullptr,
-          "the compiler's own name of Reader_FFT_HIST2 is not exported");
-    Check(GetProcAddress(gModule, "DllMain") == nullptr, "DllMain is not exported");
-
-    std::string dllName;
-    std::vector<std::string> names = ExportedNames(gModule, &dllName);
-    std::set<std::string> expected;
-    for (const ExportInfo &e : Exports()) expected.insert(e.exportName);
-    expected.insert("TrovaDescribeRecording");  // the host query beside the readers
-    const std::set<std::string> actual(names.begin(), names.end());
-    Check(names.size() == 14 && actual == expected,
-          "the export table holds %zu names; expected the thirteen readers and "
-          "TrovaDescribeRecording", names.size());
-    for (const std::string &name : names) {
-        Check(expected.count(name) == 1, "unexpected export %s", name.c_str());
-    }
-    Check(_stricmp(dllName.c_str(), "trova.dll") == 0, "export directory names %s", dllName.c_str());
-
-    HRSRC dialog = FindResourceA(gModule, MAKEINTRESOURCEA(101), MAKEINTRESOURCEA(5) /* RT_DIALOG */);
-    Check(dialog != nullptr, "dialog resource 101 is in trova.dll");
-    if (dialog != nullptr) {
-        // A classic template starts with its style; an extended one with 1, 0xFFFF.
-        const auto *bytes = static_cast<const WORD *>(LockResource(LoadResource(gModule, dialog)));
-        Check(bytes != nullptr && !(bytes[0] == 1 && bytes[1] == 0xFFFF),
-              "dialog 101 is a classic template");
-    }
-    return Finish("exports");
-}
-
 // ---- cross-check -----------------------------------------------------------------
 
 int RunCrosscheck() {
@@ -377,8 +303,9 @@ int RunDialog() {
     if (!Check(w.found, "no window titled \"%s\" appeared during the call", w.title.c_str())) {
         return Finish("dialog");
     }
-    CheckEq(w.caption, c->args.label, "caption is the call's Label");
-    CheckEq(w.buttonText, c->args.button, "button 1001 shows the call's ButtonText");
+    Check(w.caption == c->args.label, "caption is the call's Label, not %s", w.caption.c_str());
+    Check(w.buttonText == c->args.button, "button 1001 shows the call's ButtonText, not %s",
+          w.buttonText.c_str());
     Check(_stricmp(w.barClass.c_str(), "msctls_progress32") == 0, "control 1000 is a progress bar, not %s",
           w.barClass.c_str());
     Check(_stricmp(w.buttonClass.c_str(), "Button") == 0, "control 1001 is a button, not %s",
@@ -407,7 +334,7 @@ int RunDialog() {
     // Looking at the dialog changes nothing of the call.
     const std::vector<std::string> problems = Compare(expected, actual);
     for (const std::string &p : problems) Fail("%s: %s", c->name.c_str(), p.c_str());
-    CheckEq(actual.Int("Status"), 0, "the call completes with status 0");
+    Check(actual.Int("Status") == 0, "the call completes with status 0");
     return Finish("dialog");
 }
 
@@ -514,7 +441,7 @@ int RunLog() {
     c.path = FullPath("rec\\trend-ref\\meas.001.dat");
     CreateDirectoryA(kLogDirectory, nullptr);
     const Outputs logged = RunCase(c, WindowsSide());
-    CheckEq(logged.Int("Status"), 0, "the call completes with status 0");
+    Check(logged.Int("Status") == 0, "the call completes with status 0");
     const std::string log = ReadFileBytes(kLogFile);
     Check(log.find("\r\nPathFile  = " + c.path + "\r\n") != std::string::npos &&
               log.find("\r\nGetFileInformation (Init) = " + c.path + "\r\n") != std::string::npos,
@@ -791,13 +718,12 @@ int RunDemo() {
 int main(int argc, char **argv) {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     const std::string group = argc == 2 ? argv[1] : "";
-    if (group == "exports") return RunExports();
     if (group == "crosscheck") return RunCrosscheck();
     if (group == "dialog") return RunDialog();
     if (group == "cancel") return RunCancel();
     if (group == "log") return RunLog();
     if (group == "threads") return RunThreads();
     if (group == "demo") return RunDemo();
-    std::fprintf(stderr, "usage: trova_host exports|crosscheck|dialog|cancel|log|threads|demo\n");
+    std::fprintf(stderr, "usage: trova_host crosscheck|dialog|cancel|log|threads|demo\n");
     return 2;
 }
