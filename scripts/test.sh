@@ -5,9 +5,8 @@
 # undefined-behaviour sanitizers, then the concurrency tests under the thread
 # sanitizer (only the test program is built). The Windows leg -- trova.dll
 # cross-built with mingw-w64 and its host program run under Wine on a virtual
-# display -- runs beside those, from the release build on: its calls spend
-# most of their time in the dialog's completion pause, not on a core. Its
-# output is shown at the end.
+# display -- runs beside all of them: its calls spend most of their time in
+# the dialog's completion pause, not on a core. Its output is shown at the end.
 #
 # Without the Windows tools and no way to install them (not root, not
 # Debian) the Windows leg is skipped with a message; under CI (CI=true) that
@@ -38,12 +37,11 @@ run_suite() {  # name, extra cmake arguments...
   ctest --test-dir "$build" -j"$jobs" --output-on-failure --timeout 300
 }
 
-run_suite test-release -DCMAKE_BUILD_TYPE=RelWithDebInfo
-
 windows_pid=""
 windows_log="$root/build/windows-leg.log"
+mkdir -p "$root/build"
 if [ "$windows_ready" = 1 ]; then
-  echo "== windows (trova.dll under Wine; running beside the next legs)"
+  echo "== windows (trova.dll under Wine; running beside the other legs)"
   (
     set -e
     cmake --preset windows -DTROVA_WERROR=ON >/dev/null
@@ -57,6 +55,8 @@ elif [ "${CI:-}" = true ] && [ "${TROVA_SKIP_WINDOWS:-0}" != 1 ]; then
   echo "Windows leg cannot run in CI: $windows_reason" >&2
   exit 1
 fi
+
+run_suite test-release -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
 # The Python package, installed into a venv as the README says, so that the
 # packaging is tested too.
