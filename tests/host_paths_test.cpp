@@ -16,6 +16,7 @@
 
 #include "files/file_table.h"
 #include "platform/posix/dialog_probe.h"
+#include "reader_call.h"
 #include "support/test_support.h"
 
 namespace trova {
@@ -23,25 +24,22 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Reader_XT over `points` points and the dialogs it opened.
 struct XtResult {
-    int result = -1, status = -1, dialogs = 0;
-    std::vector<float> values;
-    bool operator==(const XtResult &o) const {
-        return std::tie(result, status, values) == std::tie(o.result, o.status, o.values);
-    }
+    calls::Outcome outcome;
+    int dialogs = 0;
+    long long status() const { return outcome.Int("Status"); }
 };
 
+calls::Args XtArgs(int points) {
+    calls::Args args;
+    args.quantity = 2, args.points = points;
+    return args;
+}
+
 XtResult CallXt(std::string path, int points = 64) {
-    char label[] = "Paths", button[] = "Stop";
-    XtResult r;
-    r.values.assign(size_t(5 * points), -3.0f);
-    std::vector<double> times(static_cast<size_t>(2 * points));
-    std::vector<int> flags(static_cast<size_t>(points));
-    int factor = -1;
     const int before = platform::probe::LastDialog().openCount;
-    r.result = Reader_XT(2, 0, -1, -1, 0, label, path.data(), &points, r.values.data(),
-                         r.values.data(), r.values.data(), times.data(), flags.data(), &factor,
-                         button, &r.status);
+    XtResult r{calls::Call(calls::LinkedReaders(), calls::Export::XT, XtArgs(points), path.data(), {}, 1)};
     r.dialogs = platform::probe::LastDialog().openCount - before;
     return r;
 }
@@ -74,7 +72,8 @@ std::string WriteIn(const std::string &directory, const rec::RecordingPlan &plan
 
 TEST_F(HostPathsTest, DirectoriesOddNamesLongPathsAndManyMembersGiveAClearStatus) {
     const XtResult plain = CallXt(WriteIn(dir_.file("plain"), PlainPlan()));
-    ASSERT_EQ(std::tuple(plain.status, plain.result, plain.dialogs), std::tuple(0, 30, 1));
+    ASSERT_EQ(std::tuple(plain.status(), plain.outcome.result, plain.dialogs), std::tuple(0, 30, 1));
+    const calls::Outcome untouched = calls::Untouched(calls::Export::XT, XtArgs(64), {}, 1);
 
     const std::vector<PathCase> cases = {
         {"blanks and bytes beyond ASCII in directory and name",
@@ -125,14 +124,15 @@ TEST_F(HostPathsTest, DirectoriesOddNamesLongPathsAndManyMembersGiveAClearStatus
         const XtResult r = CallXt(c.make(dir_.file(std::to_string(&c - cases.data())), PlainPlan()));
         switch (c.expect) {
         case Expect::kRefused:
-            EXPECT_EQ(std::tuple(r.status, r.result, r.dialogs), std::tuple(3, 0, 0));
-            EXPECT_EQ(r.values, std::vector<float>(r.values.size(), -3.0f));
+            EXPECT_EQ(std::tuple(r.status(), r.outcome.result, r.dialogs), std::tuple(3, 0, 0));
+            EXPECT_EQ(r.outcome.Bytes("Status"), untouched.Bytes("Status")) << "no output touched";
             break;
         case Expect::kNoMembers:
-            EXPECT_EQ(std::tuple(r.status, r.result, r.dialogs), std::tuple(3, 0, 1));
+            EXPECT_EQ(std::tuple(r.status(), r.outcome.result, r.dialogs), std::tuple(3, 0, 1));
             break;
         case Expect::kSameAsPlain:
-            EXPECT_TRUE(r == plain) << "status " << r.status << ", result " << r.result;
+            EXPECT_EQ(std::tuple(r.outcome.result, r.outcome.Bytes()), std::tuple(plain.outcome.result, plain.outcome.Bytes()))
+                << "status " << r.status();
             break;
         }
     }
@@ -145,7 +145,7 @@ TEST_F(HostPathsTest, ThousandsOfMembersAreAllRead) {
     for (int f = 0; f < 3000; ++f) plan.add(1);
     const std::string path = PathOf(Write(plan), 1234);
     const XtResult r = CallXt(path, 4000);
-    EXPECT_EQ(std::tuple(r.status, r.result), std::tuple(0, 3000));
+    EXPECT_EQ(std::tuple(r.status(), r.outcome.result), std::tuple(0, 3000));
     EXPECT_EQ(FileTable.fileCount, 3000);
 }
 
@@ -179,7 +179,7 @@ TEST_F(HostPathsTest, UnreadableDirectoriesGiveStatusThree) {
             if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(99);
             ForgetFileTable();
             const XtResult r = CallXt(path);
-            _exit(r.status * 16 + r.dialogs);
+            _exit(int(r.status()) * 16 + r.dialogs);
         }
         int wstatus = 0;
         waitpid(child, &wstatus, 0);

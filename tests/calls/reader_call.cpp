@@ -384,7 +384,7 @@ struct Invoker<int (*)(P...)> {
     template <size_t... I>
     static int Expand(int (*fn)(P...), const Param *params, Marshal &m, std::index_sequence<I...>) {
         std::tuple<P...> values{m.Take<P>(params[I])...};  // in parameter order
-        if (m.absurd) return 0;
+        if (m.absurd || fn == nullptr) return 0;
         return std::apply(fn, values);
     }
 };
@@ -427,6 +427,13 @@ Outcome Call(const Readers &readers, Export id, const Args &args, char *path, co
     return outcome;
 }
 
+Outcome Untouched(Export id, const Args &args, const Shape &shape, size_t guard) {
+    char none[] = "";
+    Outcome outcome = Call(Readers{}, id, args, none, shape, guard);
+    outcome.ran = false;
+    return outcome;
+}
+
 // ---- outcomes ------------------------------------------------------------------
 
 const Block *Outcome::Find(const std::string &name) const {
@@ -444,9 +451,11 @@ long long Outcome::Int(const std::string &name, long long missing) const {
     return v;
 }
 
-std::vector<uint8_t> Outcome::Bytes() const {
+std::vector<uint8_t> Outcome::Bytes(const std::string &except) const {
     std::vector<uint8_t> all;
-    for (const Block &b : blocks) all.insert(all.end(), b.bytes.begin(), b.bytes.end());
+    for (const Block &b : blocks) {
+        if (b.name != except) all.insert(all.end(), b.bytes.begin(), b.bytes.end());
+    }
     return all;
 }
 

@@ -126,7 +126,8 @@ struct Outcome {
     const Block *Find(const std::string &name) const;
     // The first element of an integer block; `missing` when there is none.
     long long Int(const std::string &name, long long missing = -7777) const;
-    std::vector<std::uint8_t> Bytes() const;  // every block's bytes, in order
+    // Every block's bytes in order, the block named `except` left out.
+    std::vector<std::uint8_t> Bytes(const std::string &except = "") const;
 };
 
 // Calls `id` on `path` with arrays sized for `shape` and `guard` elements
@@ -134,5 +135,8 @@ struct Outcome {
 // null pointer).
 Outcome Call(const Readers &readers, Export id, const Args &args, char *path, const Shape &shape,
              size_t guard);
+
+// The outputs as a call that writes none of them leaves them (no reader runs).
+Outcome Untouched(Export id, const Args &args, const Shape &shape, size_t guard);
 
 }  // namespace trova::calls
