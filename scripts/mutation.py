@@ -47,6 +47,17 @@ MUTANTS = [
     ("src/frame/exports.cpp", "int InvertedMinMax(long long MinMax) { return MinMax == 0 ? 1 : 0; }", "int InvertedMinMax(long long MinMax) { return MinMax == 1 ? 0 : 1; }", "MinMax inversion of other values"),
     ("src/frame/exports.cpp", "if (Percentil > 1.0f) return 1.0f;", "", "percentile not clamped above 1"),
     ("src/files/headers.cpp", "if (!(first <= last) || first == 0.0 || last == 0.0) return HeaderVerdict::kBadTimes;", "if (!(first <= last)) return HeaderVerdict::kBadTimes;", "zero record times accepted"),
+    ("src/harmonics/harmonic_power.h", "const float delta = voltageAngle - currentAngle;", "const float delta = currentAngle - voltageAngle;", "angle difference reversed (reactive power's sign)"),
+    ("src/harmonics/harmonic_power.h", "return static_cast<float>(static_cast<double>(ui) * trig);", "return static_cast<float>(ui * static_cast<float>(trig));", "unjoined angle power multiplied in float"),
+    ("src/harmonics/harmonic_power.h", "constexpr double kJoinAngle = 1.0471666666666668;", "constexpr double kJoinAngle = 1.0471975511965976;", "joined angle an exact third of pi"),
+    ("src/harmonics/harmonic_power.h", "return static_cast<float>(static_cast<double>(value / reference) * 100.0);", "return static_cast<float>(static_cast<double>(value) / reference * 100.0);", "percent quotient in double"),
+    ("src/harmonics/harmonic_quantity.cpp", "case 2: Quantity = 6; break;", "case 2: break;", "trend code 2 not exchanged for MinMax 1"),
+    ("src/harmonics/harmonic_quantity.cpp", "if (Quantity > 5 && m > 0) {", "if (Quantity > 6 && m > 0) {", "code 6 keeps a nonzero MinMax"),
+    ("src/harmonics/harmonic_quantity.cpp", "if ((Quantity == 9 || Quantity == 10) && m == 1) {", "if (Quantity == 9 && m == 1) {", "spectrum code 10 not exchanged"),
+    ("src/harmonics/harmonic_quantity.cpp", "q.highest = code == 14 || code == 16 ? 40 : 50;", "q.highest = code == 14 || code == 16 ? 39 : 50;", "distortion summed to position 39"),
+    ("src/harmonics/harmonic_curves.cpp", "(test_.stopInEffect && time > test_.TStop);", "(test_.stopInEffect && time >= test_.TStop);", "curve record at exactly TStop left out"),
+    ("src/harmonics/harmonic_scan.cpp", "scan.harmonics = first.harmonicCount;", "scan.harmonics = first.harmonicCount - 1;", "HarmCount one short"),
+    ("src/trend/reader_hist.cpp", "if (sample.flagWord != 0 && params_.Flagged == 0) return;", "if (sample.flagWord != 0 && params_.Flagged != 0) return;", "histogram flag filter inverted"),
 ]
 
 

@@ -11,6 +11,7 @@
 
 #include "frame/log.h"
 #include "platform/posix/dialog_probe.h"
+#include "reader_call.h"
 #include "support/test_support.h"
 
 namespace trova {
@@ -31,80 +32,76 @@ TEST_F(FrameTest, LogLinesCutAt255AndDroppedWhenSwitchedOff) {
     EXPECT_EQ(LogLines(), (Lines{"", "Label     = " + std::string(255 - 12, 'x')}));
 }
 
-// Every export, its result and parameter lines ("PathFile" lines end with
-// the path) for a path the check refuses. Output pointers are null.
+// Every export, its arguments, result and parameter lines ("PathFile" lines
+// end with the path) for a path the check refuses.
 struct ExportCase {
-    const char *name;
+    calls::Export reader;
     int result;
     Lines lines;
-    std::function<int(char *path, trova_long *status)> call;
+    calls::Args args;
 };
 
-#define CALL(...) [=](char *p, trova_long *s) { return __VA_ARGS__; }
-
 std::vector<ExportCase> AllExports() {
-    static char l[] = "Label", b[] = "Button";
-    constexpr std::nullptr_t o = nullptr;
+    using E = calls::Export;
     const Lines w = {"TStart    = -1.00", "TStop     = 2.50", "PathFile  = "};
     const Lines xt = {"Quantity  = 1", "MinMax    = 0", w[0], w[1], w[2]};
     const auto plus = [](Lines a, Lines b) { return a.insert(a.end(), b.begin(), b.end()), a; };
-    const auto i = [](trova_long *s) { return reinterpret_cast<int *>(s); };
+    const auto args = [](void (*set)(calls::Args &)) {
+        calls::Args a;
+        a.quantity = 1, a.tStop = 2.5, a.label = "Label", a.button = "Button", a.percentil = 0.95f;
+        set(a);
+        return a;
+    };
+    const calls::Args plain = args([](calls::Args &) {});
     return {
-        {"Reader_XT", 0, plus(xt, {"Finish Reader_XT"}),
-         CALL(Reader_XT(1, 0, -1, 2.5, 0, l, p, o, o, o, o, o, o, o, b, i(s)))},
-        {"Reader_XT2", 0, plus(xt, {"Finish Reader_XT2"}),
-         CALL(Reader_XT2(1, 0, -1, 2.5, 0, l, p, o, o, o, o, o, b, i(s)))},
-        {"Reader_HIST", 0,
+        {E::XT, 0, plus(xt, {"Finish Reader_XT"}), plain},
+        {E::XT2, 0, plus(xt, {"Finish Reader_XT2"}), plain},
+        {E::HIST, 0,
          {xt[0], xt[1], w[0], w[1], "Label     = Label", w[2], "ExtRef    = 230.00",
           "HMinMax   = 1", "HMin      = 0.00", "HMax      = 98.00", "Flagged   = 0"},
-         CALL(Reader_HIST(1, 0, -1, 2.5, 230, l, p, o, o, o, b, s, 1, 0, 98, o, o, 0, o, o))},
-        {"Reader_FFT_XT1", 0, w,
-         CALL(Reader_FFT_XT1(1, 0, -1, 2.5, l, p, o, o, o, o, o, o, 3, o, b, 1, 0, s))},
-        {"Reader_FFT_XT2", 0, w,
-         CALL(Reader_FFT_XT2(1, 0, -1, 2.5, l, p, o, o, o, o, o, o, 3, o, b, 1, 0, s))},
-        {"Reader_FFT_XT3", 0,
+         args([](calls::Args &a) { a.extRef = 230, a.hMinMax = 1, a.hMax = 98; })},
+        {E::FFT_XT1, 0, w, plain},
+        {E::FFT_XT2, 0, w, plain},
+        {E::FFT_XT3, 0,
          {"TStart         = -1.00", "TStop          = 2.50", "PathFile       = ",
           "Quantity       = 1", "MinMax         = 1", "1st Harm       = 1",
           "Finish Reader_FFT_XT3"},
-         CALL(Reader_FFT_XT3(1, 0, -1, 2.5, l, p, o, o, o, o, 3, o, b, 1, 0, s))},
-        {"Reader_FFT_ALL_Harmonics_XT1", 0, w,
-         CALL(Reader_FFT_ALL_Harmonics_XT1(1, 0, -1, 2.5, l, p, o, o, o, o, o, o, o, o, o, o, o,
-                                           o, o, o, o, b, 1, 0, s, o))},
-        {"Reader_FFT_ALL_Harmonics_XT2", 0, w,
-         CALL(Reader_FFT_ALL_Harmonics_XT2(1, 0, -1, 2.5, l, p, o, o, o, o, o, o, o, o, o, o, o,
-                                           o, o, o, o, b, 1, 0, s, o))},
-        {"Reader_FFT_ALL_Harmonics_XT3", 0, plus(w, {"Quantity  = 1", "Minmax    = 1"}),
-         CALL(Reader_FFT_ALL_Harmonics_XT3(1, 0, -1, 2.5, l, p, o, o, o, o, o, o, o, b, 1, 0, s,
-                                           o))},
-        {"Reader_FFT_HIST1", 1, w,
-         CALL(Reader_FFT_HIST1(1, 0, -1, 2.5, l, p, o, o, o, 3, b, 1, 0, s))},
-        {"Reader_FFT_HIST2", 1,
+         plain},
+        {E::FFT_ALL_XT1, 0, w, plain},
+        {E::FFT_ALL_XT2, 0, w, plain},
+        {E::FFT_ALL_XT3, 0, plus(w, {"Quantity  = 1", "Minmax    = 1"}), plain},
+        {E::FFT_HIST1, 1, w, plain},
+        {E::FFT_HIST2, 1,
          {"Quantity  = 1", "MinMax    = 1", w[0], w[1], "Label     = Label", w[2], "Harmonic  = 3",
           "1.Harm    = 1", "Join      = 1", "HMinMax   = 0", "HMin      = -5.00",
           "HMax      = 5.00", "Flagged   = 1"},
-         CALL(Reader_FFT_HIST2(1, 0, -1, 2.5, l, p, o, o, o, 3, b, 1, 1, s, 0, -5, 5, o, o, 1, o,
-                               o))},
-        {"Reader_FFT_Table1", 1, w,
-         CALL(Reader_FFT_Table1(1, 0, -1, 2.5, l, p, b, 1, o, o, o, 0.95f, 0, s, o))},
-        {"Reader_FFT_Table2", 1,
+         args([](calls::Args &a) { a.join = 1, a.hMin = -5, a.hMax = 5, a.flagged = 1; })},
+        {E::FFT_Table1, 1, w, plain},
+        {E::FFT_Table2, 1,
          plus(w, {"Quantity  = 1", "MinMax    = 0", "FirstHarmonic  = 1", "Percentil = 1.00",
                   "Flagged   = 0"}),
-         CALL(Reader_FFT_Table2(1, 7, -1, 2.5, l, p, b, 1, o, o, o, 1.5f, 0, s, o, 0, o, o))},
+         args([](calls::Args &a) { a.minMax = 7, a.percentil = 1.5f; })},
     };
+}
+
+// The call of a case on `path`: its outcome and the dialogs it opened.
+std::pair<calls::Outcome, int> RunCase(const ExportCase &c, std::string path) {
+    const int dialogs = platform::probe::LastDialog().openCount;
+    calls::Outcome o = calls::Call(calls::LinkedReaders(), c.reader, c.args, path.data(), {}, 1);
+    return {o, platform::probe::LastDialog().openCount - dialogs};
 }
 
 TEST_F(FrameTest, RefusedPathGivesStatusThreeWithoutDialogOnEveryExport) {
     for (const ExportCase &c : AllExports()) {
-        for (std::string path : {std::string(), dir_.file("missing.001.dat")}) {
-            SCOPED_TRACE(std::string(c.name) + " path '" + path + "'");
+        const std::string name = calls::InfoOf(c.reader).name;
+        for (const std::string &path : {std::string(), dir_.file("missing.001.dat")}) {
+            SCOPED_TRACE(name + " path '" + path + "'");
             ClearLog();
-            const int dialogs = platform::probe::LastDialog().openCount;
-            trova_long status = -1;
-            EXPECT_EQ(c.call(path.data(), &status), c.result);
-            EXPECT_EQ(status, TROVA_READER_NO_FILES);
-            EXPECT_EQ(platform::probe::LastDialog().openCount, dialogs);
-            Lines want = {std::string(60, '='), "Start " + std::string(c.name),
-                          std::string(30, '-')};
+            const auto [outcome, dialogs] = RunCase(c, path);
+            EXPECT_EQ(std::tuple(outcome.result, outcome.Int("Status"), dialogs),
+                      std::tuple(c.result, TROVA_READER_NO_FILES, 0));
+            EXPECT_EQ(outcome.Bytes("Status"), calls::Untouched(c.reader, c.args, {}, 1).Bytes("Status"));
+            Lines want = {std::string(60, '='), "Start " + name, std::string(30, '-')};
             for (const std::string &line : c.lines) {
                 want.push_back(line + (line.rfind("PathFile", 0) == 0 ? path : ""));
             }
@@ -115,7 +112,7 @@ TEST_F(FrameTest, RefusedPathGivesStatusThreeWithoutDialogOnEveryExport) {
 
 // Every export called from the running call's progress callback (its own
 // thread) is refused at once: status 6, result 0, no line in the log, no
-// dialog, null outputs untouched; the running call ends as it would alone.
+// dialog, no output touched; the running call ends as it would alone.
 TEST_F(FrameTest, ReenteredExportsAreRefusedAtOnceWithoutHarmToTheRunningCall) {
     rec::RecordingPlan plan;
     plan.add(12), plan.add(9);
@@ -141,18 +138,16 @@ TEST_F(FrameTest, ReenteredExportsAreRefusedAtOnceWithoutHarmToTheRunningCall) {
     const Lines aloneLog = LogLines();
     ASSERT_EQ(std::get<1>(alone), TROVA_READER_OK);
 
-    static std::vector<std::tuple<std::string, int, trova_long, int>> seen;
+    static std::vector<std::tuple<std::string, long long, long long, int, bool>> seen;
     seen.clear();
     TrovaSetProgressCallback(
         [](int, void *) {
             if (!seen.empty()) return;
             for (const ExportCase &c : AllExports()) {
-                char missing[] = "/no/such/recording.001.dat";  // status 3 if it ran
-                trova_long status = -1;
-                const int dialogs = platform::probe::LastDialog().openCount;
-                const int result = c.call(missing, &status);
-                seen.emplace_back(c.name, result, status,
-                                  platform::probe::LastDialog().openCount - dialogs);
+                const auto [outcome, dialogs] = RunCase(c, "/no/such/recording.001.dat");  // status 3 if it ran
+                const bool untouched =
+                    outcome.Bytes("Status") == calls::Untouched(c.reader, c.args, {}, 1).Bytes("Status");
+                seen.emplace_back(calls::InfoOf(c.reader).name, outcome.result, outcome.Int("Status"), dialogs, untouched);
             }
         },
         nullptr);
@@ -160,8 +155,8 @@ TEST_F(FrameTest, ReenteredExportsAreRefusedAtOnceWithoutHarmToTheRunningCall) {
     EXPECT_EQ(run(), alone);
     EXPECT_EQ(LogLines(), aloneLog);
     ASSERT_EQ(seen.size(), 13u);
-    for (const auto &[name, result, status, dialogs] : seen) {
-        EXPECT_EQ(std::tuple(result, status, dialogs), std::tuple(0, TROVA_READER_BUSY, 0)) << name;
+    for (const auto &[name, result, status, dialogs, untouched] : seen) {
+        EXPECT_EQ(std::tuple(result, status, dialogs, untouched), std::tuple(0, TROVA_READER_BUSY, 0, true)) << name;
     }
 }
 
@@ -187,7 +182,7 @@ TEST_F(FrameTest, DialogIsTopmostCentredAndTitled) {
 TEST(FrameLibrary, SharedLibraryExportsTheReadersAndHostInterfaceOnly) {
     void *library = dlopen(TROVA_SHARED_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(library, nullptr) << dlerror();
-    for (const ExportCase &c : AllExports()) EXPECT_NE(dlsym(library, c.name), nullptr) << c.name;
+    for (const calls::ExportInfo &e : calls::Exports()) EXPECT_NE(dlsym(library, e.name), nullptr) << e.name;
     for (std::string name : {"TrovaSetProgressCallback", "TrovaRequestCancel", "DllMain",
                              "TrovaSetCompletionPause", "TrovaSetLogDirectory", "TrovaDescribeRecording",
                              "_ZN5trova13Reader_ThreadEPv", "_ZN5trova9FileTableE"}) {
