@@ -1,6 +1,6 @@
 // A driver for the fuzz targets that needs no fuzzing engine: it runs the
 // target over files named on the command line, or, with no arguments, over
-// seeds made with the recording writer (reader calls of every kind on
+// seeds made with the recording writer (reader calls of every kind on random
 // recordings of their variant, or bare member files) and deterministic
 // mutations of them. CTest runs it this way under the sanitizers.
 #include <cstdio>
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "fuzz_input.h"
+#include "generated_calls.h"
 #include "recording_writer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
@@ -24,49 +25,6 @@ using trova::rec::SplitMix64;
 
 int Below(SplitMix64 &random, int n) { return static_cast<int>(random.next() % unsigned(n)); }
 
-// A harmonic recording of one to four files: any phase count the readers
-// know (and one they do not), a harmonic count that may differ per file,
-// with or without power block.
-trova::rec::RecordingPlan HarmonicSeedPlan(SplitMix64 &random) {
-    static const int kChannelCodes[] = {2, 6, 8, 7, 0};
-    trova::rec::RecordingPlan plan;
-    plan.kind = trova::rec::Kind::Harmonic;
-    trova::rec::HarmonicFormat &format = plan.harmonic;
-    format.channelCode = kChannelCodes[Below(random, 5)];
-    format.harmonics = Below(random, 60);
-    format.powerBlock = Below(random, 3) != 0;
-    format.recordParts = 1 + Below(random, 3);
-    format.extraRecordBytes = Below(random, 2) ? 8 : 0;
-    format.headerPadding = Below(random, 2) ? 12 : 0;
-    const int files = 1 + Below(random, 4);
-    for (int f = 0; f < files; ++f) {
-        trova::rec::MemberPlan &member = plan.add(1 + Below(random, 8), f ? 5.0 : 0.0);
-        if (Below(random, 3) == 0) {
-            trova::rec::HarmonicFormat other = format;
-            other.harmonics = Below(random, 60);
-            member.harmonic = other;
-        }
-    }
-    return plan;
-}
-
-// A trend recording of one to four files of any block layout.
-trova::rec::RecordingPlan TrendSeedPlan(SplitMix64 &random) {
-    trova::rec::RecordingPlan plan;
-    trova::rec::TrendFormat &format = plan.trend;
-    format.channels = Below(random, 7);
-    format.statMask = Below(random, 8) | 1;
-    format.scalars = Below(random, 4);
-    format.perChannel = Below(random, 5);
-    format.refQuantity = Below(random, format.scalars + format.perChannel + 1);
-    format.recordParts = 1 + Below(random, 3);
-    format.extraRecordBytes = Below(random, 2) ? 8 : 0;
-    format.headerPadding = Below(random, 2) ? 12 : 0;
-    const int files = 1 + Below(random, 4);
-    for (int f = 0; f < files; ++f) plan.add(1 + Below(random, 20), f ? 5.0 : 0.0);
-    return plan;
-}
-
 // Seed `index` calls reader kind 1 + index % 13 on a recording of its
 // variant, with arguments spread over their meaningful ranges and a few
 // beyond.
@@ -74,9 +32,7 @@ std::vector<uint8_t> MakeSeed(int index, SplitMix64 &random) {
     trova::fuzz::ReaderCall call;
     call.kind = 1 + index % 13;
     const bool harmonic = call.kind <= 10;
-    trova::rec::RecordingPlan plan = harmonic ? HarmonicSeedPlan(random) : TrendSeedPlan(random);
-    plan.seed = random.next();
-    plan.flags = trova::rec::everyKth(1 + Below(random, 5), 2);
+    trova::rec::RecordingPlan plan = trova::calls::RandomPlan(random, harmonic, 4, 8);
     const trova::rec::Recording recording = trova::rec::buildRecording(plan);
     if (TrovaFuzzReaderSeeds == nullptr || !TrovaFuzzReaderSeeds()) {
         return recording.contents.front();

@@ -11,29 +11,6 @@ using rec::Damage;
 using rec::Kind;
 using rec::RecordingPlan;
 
-RecordingPlan RandomPlan(rec::SplitMix64 &r, bool harmonic) {
-    RecordingPlan plan;
-    plan.kind = harmonic ? Kind::Harmonic : Kind::Trend;
-    plan.seed = r.next();
-    plan.interval = 1.0 + double(r.next() % 10);
-    plan.trend.channels = int(r.next() % 6);
-    plan.trend.refQuantity = int(r.next() % 3);
-    plan.trend.statMask = 1 + int(r.next() % 7);
-    plan.harmonic.channelCode = std::vector<int>{2, 6, 8}[r.next() % 3];
-    plan.harmonic.harmonics = std::vector<int>{5, 12, 25, 50}[r.next() % 4];
-    plan.harmonic.powerBlock = r.next() % 2 == 0;
-    if (r.next() % 4 == 0) plan.flags = rec::everyKth(2 + int(r.next() % 5), 1);
-    const int files = 1 + int(r.next() % 6);
-    for (int k = 0; k < files; ++k) {
-        if (r.next() % 9 == 0) {
-            plan.addDamaged(r.next() % 2 ? Damage::TruncatedData : Damage::NoRecords);
-        } else {
-            plan.add(1 + int(r.next() % 60), r.next() % 3 == 0 ? double(r.next() % 500) : 0.0);
-        }
-    }
-    return plan;
-}
-
 // Open, or a time from 50 s before the first record to 50 s after the last,
 // on a 1/1024 s grid.
 double RandomTime(rec::SplitMix64 &r, const rec::RecordingInfo &info) {
@@ -45,6 +22,41 @@ double RandomTime(rec::SplitMix64 &r, const rec::RecordingInfo &info) {
 
 }  // namespace
 
+RecordingPlan RandomPlan(rec::SplitMix64 &r, bool harmonic, int members, int records) {
+    const auto below = [&r](int n) { return int(r.next() % unsigned(n)); };
+    RecordingPlan plan;
+    plan.kind = harmonic ? Kind::Harmonic : Kind::Trend;
+    plan.seed = r.next();
+    plan.interval = 1.0 + double(below(10));
+    rec::TrendFormat &trend = plan.trend;
+    trend.channels = below(7);
+    trend.statMask = 1 + below(7);
+    trend.scalars = below(4);
+    trend.perChannel = below(5);
+    trend.refQuantity = below(trend.scalars + trend.perChannel + 1);
+    rec::HarmonicFormat &spectrum = plan.harmonic;
+    spectrum.channelCode = std::vector<int>{2, 6, 8, 2, 6, 8, 7, 0}[below(8)];
+    spectrum.harmonics = std::vector<int>{5, 12, 25, 50}[below(4)];
+    spectrum.powerBlock = below(3) != 0;
+    for (int *knob : {&trend.recordParts, &spectrum.recordParts}) *knob = 1 + below(3);
+    for (int *knob : {&trend.extraRecordBytes, &spectrum.extraRecordBytes}) *knob = below(4) ? 0 : 8;
+    for (int *knob : {&trend.headerPadding, &spectrum.headerPadding}) *knob = below(4) ? 0 : 12;
+    if (below(4) == 0) plan.flags = rec::everyKth(2 + below(5), 1);
+    const int files = 1 + below(members);
+    for (int k = 0; k < files; ++k) {
+        if (below(9) == 0) {
+            plan.addDamaged(below(2) ? Damage::TruncatedData : Damage::NoRecords);
+            continue;
+        }
+        rec::MemberPlan &member = plan.add(1 + below(records), below(3) == 0 ? double(below(500)) : 0.0);
+        if (harmonic && below(4) == 0) {
+            member.harmonic = spectrum;
+            member.harmonic->harmonics = 1 + below(50);
+        }
+    }
+    return plan;
+}
+
 GeneratedCall CallGenerator::Next(const std::string &directory) {
     rec::SplitMix64 &r = random_;
     GeneratedCall call;
@@ -53,7 +65,7 @@ GeneratedCall CallGenerator::Next(const std::string &directory) {
     call.name = name;
     call.reader = static_cast<Export>(r.next() % kExportCount);
     const bool harmonic = InfoOf(call.reader).harmonic != (r.next() % 10 == 0);
-    const rec::RecordingInfo info = rec::writeRecording(directory + "/" + name, RandomPlan(r, harmonic));
+    const rec::RecordingInfo info = rec::writeRecording(directory + "/" + name, RandomPlan(r, harmonic, 6, 60));
     const std::vector<rec::MemberInfo> table = info.table();
     call.path = std::string(name) + "/" + (table.empty() ? "meas.001.dat" : table[r.next() % table.size()].name);
     Args &a = call.args;

@@ -20,6 +20,13 @@ struct GeneratedCall {
     Args args;
 };
 
+// A recording of random geometry in the variant asked for: channel, block
+// and quantity counts, phase counts the readers know (and some they do
+// not), harmonic counts that may differ per member, records in several
+// parts, trailing bytes, header padding, gaps, flags, now and then a
+// damaged member; at most `members` members of at most `records` records.
+rec::RecordingPlan RandomPlan(rec::SplitMix64 &random, bool harmonic, int members, int records);
+
 class CallGenerator {
 public:
     explicit CallGenerator(std::uint64_t seed) : random_(seed) {}
