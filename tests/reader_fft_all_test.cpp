@@ -32,7 +32,7 @@ TEST_F(FftAllTest, EveryCodeBothValueSetsAndJoin) {
                     // 250 records: groups of 3; ALL3: bins of 6, reported as 3.
                     const Expect e{c, 3, reader == R::kAll3 ? 250 : 3, 12};
                     const Call want = Check(call, PathOf(info, 1), plan, records, e);
-                    EXPECT_EQ(want.result, reader == R::kAll1 ? 82 : 84);
+                    EXPECT_EQ(want.out.result, reader == R::kAll1 ? 82 : 84);
                 }
             }
         }

@@ -29,7 +29,7 @@ TEST_F(FftXt3Test, EveryCodeBothValueSets) {
             SCOPED_TRACE(call.Name());
             const Corrected c = Correct(kTrendWithMinMaxZero, 17, quantity, minMax);
             // 50 samples, 16 points: bins of 8, reported as 4.
-            EXPECT_EQ(Check(call, PathOf(info, 1), plan, records, {c, 4, 50}).result, 14);
+            EXPECT_EQ(Check(call, PathOf(info, 1), plan, records, {c, 4, 50}).out.result, 14);
         }
     }
     // Two positions per phase, no power block: position 40 lies past the record.
@@ -66,9 +66,13 @@ TEST_F(FftXt3Test, RecordsOutsideTheBoundsCloseTheBins) {
             call.tStop = tStop;
             SCOPED_TRACE(call.Name() + " points " + std::to_string(points));
             const Call want = Check(call, path, plan, window, {{quantity, 0, 0}, points == 8 ? 4 : 0, 29});
-            EXPECT_EQ(want.result, points == 8 ? 8 : quantity == 2 ? 26 : 29);
+            EXPECT_EQ(want.out.result, points == 8 ? 8 : quantity == 2 ? 26 : 29);
         }
     }
+    Call exact{R::kXt3};  // the stop record at exactly TStop lies inside the bounds
+    exact.points = 100, exact.tStart = tStart, exact.tStop = recording.info.files[1].firstTime + 10.0;
+    std::vector<ModelRecord> upToStop(window.begin(), window.end() - 1);
+    Check(exact, path, plan, upToStop, {{2, 0, 0}, 0, 28});
     Call open{R::kXt3};  // a TStop at or after the end is no bound
     open.points = 100;
     open.tStop = tStop + 500.0;

@@ -33,7 +33,7 @@ TEST_F(FftXtTest, EveryCodeBothValueSetsAndJoin) {
                     SCOPED_TRACE(call.Name());
                     const Corrected c = Correct(kTrendWithMinMaxZero, 13, quantity, minMax);
                     const Call want = Check(call, PathOf(info, 1), plan, records, {c, 4, 4});
-                    EXPECT_EQ(want.result, reader == R::kXt1 ? 11 : 13);  // 50 records, 16 points
+                    EXPECT_EQ(want.out.result, reader == R::kXt1 ? 11 : 13);  // 50 records, 16 points
                 }
             }
         }
@@ -84,7 +84,7 @@ TEST_F(FftXtTest, PositionsBeyondHAndBeyondTheRecord) {
     next.Run(PathOf(info, 0));
     const ValueModel model{plan.harmonicValues, false, false, 3, 8};
     for (int p = 0; p < 3; ++p) {
-        EXPECT_EQ(Bits(next.out[0][size_t(p) * 16]), Bits(model.ArrayAt(false, 0, 0, p, 8)));
+        EXPECT_EQ(Bits(next.Slot(0, p, 0)[0]), Bits(model.ArrayAt(false, 0, 0, p, 8)));
     }
     next.quantity = 10;  // the last phase's stored power would end 2 bytes past the record
     Check(next, PathOf(info, 0), plan, {}, {{10, 0, 0}, 1, 1});
@@ -207,7 +207,7 @@ TEST_F(HarmonicTrendReadersTest, LogProgressCancelAndNoFiles) {
         SCOPED_TRACE(call.Name());
         ClearLog();
         progress_.clear();
-        EXPECT_EQ(call.Run(path).status, TROVA_READER_OK);
+        EXPECT_EQ(call.Run(path).Status(), TROVA_READER_OK);
         EXPECT_EQ(LogLines(), with({"============================================================",
                                     std::string("Start ") + k.name, "------------------------------"},
                                    k.tail));
@@ -228,7 +228,7 @@ TEST_F(HarmonicTrendReadersTest, LogProgressCancelAndNoFiles) {
 
         progress_.clear();
         Call want = call.Blank();
-        want.status = TROVA_READER_NO_FILES;
+        *want.Array<trova_long>("Status") = TROVA_READER_NO_FILES;
         ExpectSame(call.Run(none.path(none.files[0])), want);
         EXPECT_EQ(progress_, (call.Spectrum() ? std::vector<int>{} : std::vector<int>{0}));
     }

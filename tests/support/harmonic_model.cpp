@@ -184,9 +184,24 @@ std::vector<ModelRecord> ModelRecords(const rec::RecordingInfo &info, int first,
     return out;
 }
 
+namespace {
+
+calls::Export ExportOf(Reader reader) {
+    static const calls::Export exports[] = {calls::Export::FFT_XT1,     calls::Export::FFT_XT2,
+                                            calls::Export::FFT_XT3,     calls::Export::FFT_ALL_XT1,
+                                            calls::Export::FFT_ALL_XT2, calls::Export::FFT_ALL_XT3};
+    return exports[int(reader)];
+}
+
+calls::Shape ShapeOf(const Call &call) { return {1, 4, call.rows}; }
+
+}  // namespace
+
 float *Call::Slot(int kind, int p, int j) {
-    if (Spectrum()) return out[Curves() ? p : 3 * p + kind].data() + size_t(j) * 100;
-    return out[kind].data() + size_t(p) * Stride();
+    static const char *const kinds[3] = {"MinValues", "MaxValues", "MeanValues"};
+    if (!Spectrum()) return Array<float>(Curves() ? "Values" : kinds[kind]) + size_t(p) * Stride();
+    const std::string name = Curves() ? "Values" : kinds[kind];
+    return Array<float>(name + std::to_string(p)) + size_t(j) * 100;
 }
 
 std::string Call::Name() const {
@@ -196,52 +211,13 @@ std::string Call::Name() const {
 
 Call Call::Blank() const {
     Call blank = *this;
-    const size_t n = Stride();
-    const int arrays = Spectrum() ? (Curves() ? 4 : 12) : (Curves() ? 1 : 3);
-    for (int a = 0; a < 12; ++a) {
-        blank.out[a].assign(a < arrays ? (Spectrum() ? size_t(rows) * 100 : 4 * n) + 1 : 0, kUntouched);
-    }
-    blank.times.assign(2 * n + 1, -1.0);
-    blank.flagWords.assign(n + 1, -1);
-    blank.factor = blank.status = blank.harmCount = -1;
-    blank.result = 0;
+    blank.out = calls::Untouched(ExportOf(reader), *this, ShapeOf(*this), 1);
     return blank;
 }
 
 Call &Call::Run(const std::string &path) {
-    *this = Blank();
-    char label[] = "Harmonics", button[] = "Stop";
     std::string file = path;
-    trova_long n = points;
-    float *o[12];
-    for (int a = 0; a < 12; ++a) o[a] = out[a].data();
-    double *t = times.data();
-    trova_long *f = flagWords.data();
-    switch (reader) {
-    case Reader::kXt1:
-    case Reader::kXt2:
-        result = (reader == Reader::kXt1 ? Reader_FFT_XT1 : Reader_FFT_XT2)(
-            quantity, minMax, tStart, tStop, label, file.data(), &n, o[0], o[1], o[2], t, f,
-            harmonic, &factor, button, firstHarmonic, join, &status);
-        break;
-    case Reader::kXt3:
-        result = Reader_FFT_XT3(quantity, minMax, tStart, tStop, label, file.data(), &n, o[0], t,
-                                f, harmonic, &factor, button, firstHarmonic, join, &status);
-        break;
-    case Reader::kAll1:
-    case Reader::kAll2:
-        result = (reader == Reader::kAll1 ? Reader_FFT_ALL_Harmonics_XT1
-                                          : Reader_FFT_ALL_Harmonics_XT2)(
-            quantity, minMax, tStart, tStop, label, file.data(), o[0], o[1], o[2], o[3], o[4],
-            o[5], o[6], o[7], o[8], o[9], o[10], o[11], t, f, &factor, button, firstHarmonic,
-            join, &status, &harmCount);
-        break;
-    case Reader::kAll3:
-        result = Reader_FFT_ALL_Harmonics_XT3(quantity, minMax, tStart, tStop, label, file.data(),
-                                              o[0], o[1], o[2], o[3], t, f, &factor, button,
-                                              firstHarmonic, join, &status, &harmCount);
-        break;
-    }
+    out = calls::Call(calls::LinkedReaders(), ExportOf(reader), *this, file.data(), ShapeOf(*this), 1);
     return *this;
 }
 
@@ -256,9 +232,9 @@ void Predict(Call &want, const rec::RecordingPlan &plan, const std::vector<Model
                      : model.Spectrum(e.c.code, e.c.m, r.index, p, j, want.firstHarmonic);
     };
     auto positions = [&](const ModelRecord &r) { return trend ? 1 : r.positions; };
-    want.status = e.c.status;
-    want.factor = e.factor;
-    want.harmCount = e.harmCount;
+    *want.Array<trova_long>("Status") = e.c.status;
+    *want.Array<trova_long>("InterleaveFactor") = e.factor;
+    if (want.Spectrum()) *want.Array<trova_long>("HarmCount") = e.harmCount;
     if (want.Curves()) {
         int most = 0;
         for (const ModelRecord &r : records) most = std::max(most, positions(r));
@@ -277,11 +253,11 @@ void Predict(Call &want, const rec::RecordingPlan &plan, const std::vector<Model
                 curve.Flush();
                 for (int i = 0; i < curve.GetCount(); ++i) want.Slot(0, p, j)[i] = curve.GetValue(i);
                 if (p != 0 || j != 0) continue;
-                want.result = curve.GetCount();
+                want.out.result = curve.GetCount();
                 for (int i = 0; i < curve.GetCount(); ++i) {
-                    want.times[size_t(i)] = curve.GetTime1(i);
-                    want.times[want.Stride() + size_t(i)] = curve.GetTime2(i);
-                    want.flagWords[size_t(i)] = trova_long(curve.GetFlags(i));
+                    want.Times()[size_t(i)] = curve.GetTime1(i);
+                    want.Times()[want.Stride() + size_t(i)] = curve.GetTime2(i);
+                    want.FlagWords()[size_t(i)] = trova_long(curve.GetFlags(i));
                 }
             }
         }
@@ -315,36 +291,35 @@ void Predict(Call &want, const rec::RecordingPlan &plan, const std::vector<Model
                 if (first && p == 0 && j == timePosition) timed = lowest;
             }
         }
-        want.times[size_t(point)] = timed->t1;
-        want.times[want.Stride() + size_t(point)] = timed->t2;
-        want.flagWords[size_t(point)] = flags;
+        want.Times()[size_t(point)] = timed->t1;
+        want.Times()[want.Stride() + size_t(point)] = timed->t2;
+        want.FlagWords()[size_t(point)] = flags;
     }
-    want.result = first ? point - 1 : point;
+    want.out.result = first ? point - 1 : point;
 }
 
-namespace {
-
-template <class T>
-void ExpectSameArray(const std::vector<T> &got, const std::vector<T> &want, const std::string &what) {
-    ASSERT_EQ(got.size(), want.size()) << what;
-    for (size_t i = 0; i < got.size(); ++i) {
-        if (std::memcmp(&got[i], &want[i], sizeof(T)) != 0) {
-            ADD_FAILURE() << what << "[" << i << "] is " << got[i] << ", expected " << want[i];
-            return;
-        }
-    }
-}
-
-}  // namespace
-
+// Block by block, naming the first differing element of each.
 void ExpectSame(const Call &got, const Call &want) {
-    for (int a = 0; a < 12; ++a) ExpectSameArray(got.out[a], want.out[a], "array " + std::to_string(a));
-    ExpectSameArray(got.times, want.times, "times");
-    ExpectSameArray(got.flagWords, want.flagWords, "flag words");
-    EXPECT_EQ(got.result, want.result);
-    EXPECT_EQ(got.status, want.status);
-    EXPECT_EQ(got.factor, want.factor);
-    EXPECT_EQ(got.harmCount, want.harmCount);
+    EXPECT_EQ(got.out.result, want.out.result);
+    ASSERT_EQ(got.out.blocks.size(), want.out.blocks.size());
+    for (size_t b = 0; b < got.out.blocks.size(); ++b) {
+        const calls::Block &g = got.out.blocks[b], &w = want.out.blocks[b];
+        const size_t size = g.type == 'd' ? 8 : 4;
+        for (size_t at = 0; at + size <= g.bytes.size() && g.bytes.size() == w.bytes.size(); at += size) {
+            if (std::memcmp(&g.bytes[at], &w.bytes[at], size) == 0) continue;
+            const auto show = [&](const calls::Block &x) {
+                float f;
+                double d;
+                int32_t i;
+                std::memcpy(&f, &x.bytes[at], 4), std::memcpy(&i, &x.bytes[at], 4);
+                if (x.type == 'd') std::memcpy(&d, &x.bytes[at], 8);
+                return x.type == 'f' ? std::to_string(f) : x.type == 'd' ? std::to_string(d) : std::to_string(i);
+            };
+            ADD_FAILURE() << g.name << "[" << at / size << "] is " << show(g) << ", expected " << show(w);
+            break;
+        }
+        EXPECT_EQ(g.bytes.size(), w.bytes.size()) << g.name;
+    }
 }
 
 Call Check(const Call &call, const std::string &path, const rec::RecordingPlan &plan,

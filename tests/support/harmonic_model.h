@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "reader_call.h"
 #include "recording_writer.h"
 #include "trova/readers.h"
 
@@ -77,22 +78,15 @@ std::vector<ModelRecord> ModelRecords(const rec::RecordingInfo &info, int first,
 
 enum class Reader { kXt1, kXt2, kXt3, kAll1, kAll2, kAll3 };
 
-// One call of a harmonic trend export: its arguments, then its outputs.
-struct Call {
-    explicit Call(Reader r, int q = 2, int m = 1) : reader(r), quantity(q), minMax(m) {}
+// One call of a harmonic trend export: its arguments, then its outputs
+// (the arrays for four phases, each with a guard element).
+struct Call : calls::Args {
+    explicit Call(Reader r, int q = 2, int m = 1) : reader(r) {
+        quantity = q, minMax = m, points = 16, label = "Harmonics", button = "Stop";
+    }
     Reader reader;
-    int quantity, minMax;
-    double tStart = -1.0, tStop = -1.0;
-    int harmonic = 3, firstHarmonic = 1, join = 0;
-    int points = 16;  // FFT_XT readers: N
-    int rows = 1;     // FFT_ALL readers: positions each array holds
-
-    // Each with one guard element at the end.
-    std::vector<float> out[12];
-    std::vector<double> times;
-    std::vector<trova_long> flagWords;
-    trova_long factor = -1, status = -1, harmCount = -1;
-    int result = 0;
+    int rows = 1;  // FFT_ALL readers: positions each array holds
+    calls::Outcome out;
 
     bool Spectrum() const { return reader >= Reader::kAll1; }
     bool Curves() const { return reader == Reader::kXt3 || reader == Reader::kAll3; }
@@ -100,9 +94,20 @@ struct Call {
     size_t Stride() const { return Spectrum() ? 100 : points > 0 ? size_t(points) : 0; }
     // Points of output `kind` (minimum, maximum, mean; curves: 0), phase p, position j.
     float *Slot(int kind, int p, int j);
+    double *Times() { return Array<double>("Times"); }
+    trova_long *FlagWords() { return Array<trova_long>("FlagWords"); }
+    trova_long Status() const { return trova_long(out.Int("Status")); }
     std::string Name() const;
     Call Blank() const;  // the same arguments, outputs as before the call
     Call &Run(const std::string &path);
+
+    template <class T>
+    T *Array(const std::string &name) {
+        for (calls::Block &b : out.blocks) {
+            if (b.name == name) return reinterpret_cast<T *>(b.bytes.data());
+        }
+        return nullptr;
+    }
 };
 
 // What a call must give besides the values: the corrected code, the status,
