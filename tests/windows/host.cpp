@@ -150,26 +150,25 @@ std::string FullPath(const std::string &relative) {
 
 // ---- a second thread that watches for the progress dialog ---------------------------
 
+struct Watch;
+void CheckDialog(const Watch &w, HWND dialog);
+void Demo(Watch &w, HWND dialog);
+
 struct Watch {
     std::string title;        // the dialog to find (caption = the call's Label)
+    std::string button;       // the button text it must show
     bool click = false;       // press the button as soon as it is found
     bool demo = false;        // hold the dialog for a screenshot (see Demo)
-    // Filled by the watcher while the dialog is open.
-    bool found = false;
-    std::string caption, buttonText, barClass, buttonClass;
-    LONG exStyle = 0, style = 0;
-    HWND owner = nullptr, parent = nullptr;
-    RECT window{}, client{}, templateClient{}, bar{}, templateBar{}, button{}, templateButton{};
-    int screenWidth = 0, screenHeight = 0;
-    LRESULT rangeLow = -1, rangeHigh = -1;
-    DWORD threadOfDialog = 0;
-    bool clicked = false;
+    DWORD caller = 0;         // the thread whose call opens it
+    RECT window{};            // filled by the watcher while the dialog is open
+    bool found = false, clicked = false;
 };
 
-// The rectangle of a control in its dialog's client coordinates.
-RECT ChildRect(HWND dialog, HWND child) {
+// The rectangle of a control in its dialog's client coordinates, and a
+// rectangle of the template in dialog units.
+RECT ChildRect(HWND dialog, int id) {
     RECT r{};
-    GetWindowRect(child, &r);
+    GetWindowRect(GetDlgItem(dialog, id), &r);
     MapWindowPoints(HWND_DESKTOP, dialog, reinterpret_cast<POINT *>(&r), 2);
     return r;
 }
@@ -180,19 +179,12 @@ RECT Dlu(HWND dialog, int x, int y, int cx, int cy) {
     return r;
 }
 
-bool SameRect(const RECT &a, const RECT &b) {
-    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
+void CheckRect(const RECT &a, const RECT &b, const char *what) {
+    Check(a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom,
+          "%s at (%ld, %ld, %ld, %ld), the template places it at (%ld, %ld, %ld, %ld)", what,
+          long(a.left), long(a.top), long(a.right), long(a.bottom), long(b.left), long(b.top),
+          long(b.right), long(b.bottom));
 }
-
-std::string ShowRect(const RECT &r) {
-    char text[96];
-    std::snprintf(text, sizeof text, "(%ld, %ld, %ld, %ld)", static_cast<long>(r.left),
-                  static_cast<long>(r.top), static_cast<long>(r.right),
-                  static_cast<long>(r.bottom));
-    return text;
-}
-
-void Demo(Watch &w, HWND dialog);
 
 DWORD WINAPI WatchDialog(void *context) {
     Watch &w = *static_cast<Watch *>(context);
@@ -211,40 +203,16 @@ DWORD WINAPI WatchDialog(void *context) {
     }
     if (!IsWindowVisible(dialog)) return 0;
     w.found = true;
+    GetWindowRect(dialog, &w.window);
     if (w.click) {
         // A real click: the button procedure turns it into WM_COMMAND.
         SendMessageA(GetDlgItem(dialog, 1001), BM_CLICK, 0, 0);
         w.clicked = true;
-        return 0;
+    } else if (w.demo) {
+        Demo(w, dialog);
+    } else {
+        CheckDialog(w, dialog);  // the calling thread waits in the call meanwhile
     }
-    char text[256] = {};
-    GetWindowTextA(dialog, text, sizeof text);
-    w.caption = text;
-    GetDlgItemTextA(dialog, 1001, text, sizeof text);
-    w.buttonText = text;
-    GetClassNameA(GetDlgItem(dialog, 1000), text, sizeof text);
-    w.barClass = text;
-    GetClassNameA(GetDlgItem(dialog, 1001), text, sizeof text);
-    w.buttonClass = text;
-    w.style = GetWindowLongA(dialog, GWL_STYLE);
-    w.exStyle = GetWindowLongA(dialog, GWL_EXSTYLE);
-    w.owner = GetWindow(dialog, GW_OWNER);
-    w.parent = GetParent(dialog);
-    GetWindowRect(dialog, &w.window);
-    GetClientRect(dialog, &w.client);
-    w.templateClient = Dlu(dialog, 0, 0, 186, 82);
-    w.bar = ChildRect(dialog, GetDlgItem(dialog, 1000));
-    w.templateBar = Dlu(dialog, 7, 23, 172, 16);
-    w.button = ChildRect(dialog, GetDlgItem(dialog, 1001));
-    w.templateButton = Dlu(dialog, 56, 46, 70, 15);
-    w.screenWidth = GetSystemMetrics(SM_CXSCREEN);
-    w.screenHeight = GetSystemMetrics(SM_CYSCREEN);
-    PBRANGE range{};
-    SendMessageA(GetDlgItem(dialog, 1000), PBM_GETRANGE, FALSE, reinterpret_cast<LPARAM>(&range));
-    w.rangeLow = range.iLow;
-    w.rangeHigh = range.iHigh;
-    w.threadOfDialog = GetWindowThreadProcessId(dialog, nullptr);
-    if (w.demo) Demo(w, dialog);
     return 0;
 }
 
@@ -287,6 +255,40 @@ int RunCrosscheck() {
 
 // ---- the dialog ------------------------------------------------------------------
 
+// Caption, button, classes, styles, owner, thread, place, layout and bar
+// range of the open dialog.
+void CheckDialog(const Watch &w, HWND dialog) {
+    char text[256] = {};
+    GetWindowTextA(dialog, text, sizeof text);
+    Check(w.title == text, "caption is the call's Label, not %s", text);
+    GetDlgItemTextA(dialog, 1001, text, sizeof text);
+    Check(w.button == text, "button 1001 shows the call's ButtonText, not %s", text);
+    GetClassNameA(GetDlgItem(dialog, 1000), text, sizeof text);
+    Check(_stricmp(text, "msctls_progress32") == 0, "control 1000 is a progress bar, not %s", text);
+    GetClassNameA(GetDlgItem(dialog, 1001), text, sizeof text);
+    Check(_stricmp(text, "Button") == 0, "control 1001 is a button, not %s", text);
+    const LONG style = GetWindowLongA(dialog, GWL_STYLE), exStyle = GetWindowLongA(dialog, GWL_EXSTYLE);
+    Check((exStyle & WS_EX_TOPMOST) != 0, "the dialog is topmost (extended style %#lx)", (unsigned long)exStyle);
+    Check((style & WS_CAPTION) == WS_CAPTION && (style & WS_POPUP) != 0,
+          "the dialog is a captioned pop-up (style %#lx)", (unsigned long)style);
+    Check(GetWindow(dialog, GW_OWNER) == nullptr && GetParent(dialog) == nullptr, "the dialog has no owner");
+    Check(GetWindowThreadProcessId(dialog, nullptr) == w.caller, "the dialog runs on the calling thread");
+    const int screenWidth = GetSystemMetrics(SM_CXSCREEN), screenHeight = GetSystemMetrics(SM_CYSCREEN);
+    const long width = w.window.right - w.window.left, height = w.window.bottom - w.window.top;
+    Check(width > 0 && height > 0 && w.window.left == (screenWidth - width) / 2 &&
+              w.window.top == (screenHeight - height) / 2,
+          "the dialog (%ld, %ld, %ld x %ld) is centred on the %dx%d screen", long(w.window.left),
+          long(w.window.top), width, height, screenWidth, screenHeight);
+    RECT client{};
+    GetClientRect(dialog, &client);
+    CheckRect(client, Dlu(dialog, 0, 0, 186, 82), "client area of 186 x 82 dialog units");
+    CheckRect(ChildRect(dialog, 1000), Dlu(dialog, 7, 23, 172, 16), "progress bar");
+    CheckRect(ChildRect(dialog, 1001), Dlu(dialog, 56, 46, 70, 15), "button");
+    PBRANGE range{};
+    SendMessageA(GetDlgItem(dialog, 1000), PBM_GETRANGE, FALSE, reinterpret_cast<LPARAM>(&range));
+    Check(range.iLow == 0 && range.iHigh == 100, "bar range is %d..%d, expected 0..100", range.iLow, range.iHigh);
+}
+
 int RunDialog() {
     if (!LoadTrova() || !InstallDialogCounter()) return 2;
     CreateDirectoryA(kLogDirectory, nullptr);
@@ -295,45 +297,13 @@ int RunDialog() {
     if (c == nullptr || !LoadExpected(*c, expected)) return Finish("dialog");
 
     Watch w;
-    w.title = c->args.label;
+    w.title = c->args.label, w.button = c->args.button, w.caller = GetCurrentThreadId();
     HANDLE watcher = StartWatch(w);
     const Outputs actual = RunCase(*c, WindowsSide());
     EndWatch(watcher);
-
-    if (!Check(w.found, "no window titled \"%s\" appeared during the call", w.title.c_str())) {
-        return Finish("dialog");
-    }
-    Check(w.caption == c->args.label, "caption is the call's Label, not %s", w.caption.c_str());
-    Check(w.buttonText == c->args.button, "button 1001 shows the call's ButtonText, not %s",
-          w.buttonText.c_str());
-    Check(_stricmp(w.barClass.c_str(), "msctls_progress32") == 0, "control 1000 is a progress bar, not %s",
-          w.barClass.c_str());
-    Check(_stricmp(w.buttonClass.c_str(), "Button") == 0, "control 1001 is a button, not %s",
-          w.buttonClass.c_str());
-    Check((w.exStyle & WS_EX_TOPMOST) != 0, "the dialog is topmost (extended style %#lx)",
-          static_cast<unsigned long>(w.exStyle));
-    Check((w.style & WS_CAPTION) == WS_CAPTION && (w.style & WS_POPUP) != 0,
-          "the dialog is a captioned pop-up (style %#lx)", static_cast<unsigned long>(w.style));
-    Check(w.owner == nullptr && w.parent == nullptr, "the dialog has no owner");
-    Check(w.threadOfDialog == GetCurrentThreadId(), "the dialog runs on the calling thread");
-    const long width = w.window.right - w.window.left;
-    const long height = w.window.bottom - w.window.top;
-    Check(width > 0 && height > 0 && w.window.left == (w.screenWidth - width) / 2 &&
-              w.window.top == (w.screenHeight - height) / 2,
-          "the dialog %s is centred on the %dx%d screen", ShowRect(w.window).c_str(), w.screenWidth,
-          w.screenHeight);
-    Check(SameRect(w.client, w.templateClient), "client area %s is 186 x 82 dialog units %s",
-          ShowRect(w.client).c_str(), ShowRect(w.templateClient).c_str());
-    Check(SameRect(w.bar, w.templateBar), "progress bar at %s, template places it at %s",
-          ShowRect(w.bar).c_str(), ShowRect(w.templateBar).c_str());
-    Check(SameRect(w.button, w.templateButton), "button at %s, template places it at %s",
-          ShowRect(w.button).c_str(), ShowRect(w.templateButton).c_str());
-    Check(w.rangeLow == 0 && w.rangeHigh == 100, "bar range is %ld..%ld, expected 0..100",
-          static_cast<long>(w.rangeLow), static_cast<long>(w.rangeHigh));
-
+    Check(w.found, "a window titled \"%s\" appeared during the call", w.title.c_str());
     // Looking at the dialog changes nothing of the call.
-    const std::vector<std::string> problems = Compare(expected, actual);
-    for (const std::string &p : problems) Fail("%s: %s", c->name.c_str(), p.c_str());
+    for (const std::string &p : Compare(expected, actual)) Fail("%s: %s", c->name.c_str(), p.c_str());
     Check(actual.Int("Status") == 0, "the call completes with status 0");
     return Finish("dialog");
 }
