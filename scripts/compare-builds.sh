@@ -5,12 +5,14 @@
 # libtrova.so; every output array (with a guard region), status, result and
 # the log bytes must agree.
 #
-#   scripts/compare-builds.sh [REV] [CALLS] [SEED]     (default: HEAD, 2000 calls, seed 1)
+#   scripts/compare-builds.sh [REV] [CALLS] [SEED] [RECORDS]
+#       (default: HEAD, 2000 calls, seed 1, at most 60 records a member;
+#       a few thousand records make members of several scan chunks)
 #
 # REV must have TrovaDescribeRecording (the arrays are sized from it).
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
-rev="${1:-HEAD}" calls="${2:-2000}" seed="${3:-1}"
+rev="${1:-HEAD}" calls="${2:-2000}" seed="${3:-1}" records="${4:-60}"
 work="$(mktemp -d)"
 trap 'git -C "$root" worktree remove --force "$work/old" >/dev/null 2>&1 || true; rm -rf "$work"' EXIT
 
@@ -33,10 +35,10 @@ for side in old new; do
   if [ "$side" = old ]; then from="$work/old-build/src"; else from="$root/build/compare/src"; fi
   for name in libtrova.so libtrova.so.0; do ln -sf "$(readlink -f "$from/libtrova.so")" "$work/lib-$side/$name"; done
   rm -rf "$work/rec" && mkdir "$work/rec"
-  LD_LIBRARY_PATH="$work/lib-$side" "$work/random_calls" "$work/rec" "$calls" "$seed" >"$work/$side.txt"
+  LD_LIBRARY_PATH="$work/lib-$side" "$work/random_calls" "$work/rec" "$calls" "$seed" "$records" >"$work/$side.txt"
 done
 if cmp -s "$work/old.txt" "$work/new.txt"; then
-  echo "$calls calls (seed $seed): this checkout and $rev agree on every output, status, result, log line and progress report"
+  echo "$calls calls (seed $seed, members of up to $records records): this checkout and $rev agree on every output, status, result, log line and progress report"
 else
   echo "this checkout and $rev differ:" >&2
   diff "$work/old.txt" "$work/new.txt" | head -20 >&2

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <numeric>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -78,6 +79,7 @@ protected:
         jobs_ = {job("XT ta", E::XT, 2, 0, 7, ta),         job("XT tb", E::XT, 2, 0, 7, tb),
                  job("XT2 ta", E::XT2, 1, 1, 5, ta),       job("HIST tb", E::HIST, 2, 0, 0, tb),
                  job("FFT_XT1 h", E::FFT_XT1, 3, 1, 6, h), job("Table1 h", E::FFT_Table1, 1, 1, 0, h),
+                 job("ALL_XT1 h", E::FFT_ALL_XT1, 3, 1, 0, h),
                  job("XT missing", E::XT, 2, 0, 7, dir_.file("none.001.dat"))};
     }
 
@@ -113,6 +115,12 @@ TEST_F(ConcurrencyTest, ThreadsCallingTogetherGetWhatEachCallGetsAlone) {
     ClearLog();
 
     constexpr int kThreads = 4, kRounds = 6;
+    // Each thread walks the jobs with a step of its own, coprime with their
+    // number: every thread calls every job once a round, in its own order.
+    std::vector<size_t> steps;
+    for (size_t step = 1; steps.size() < kThreads; ++step) {
+        if (std::gcd(step, jobs_.size()) == 1) steps.push_back(step);
+    }
     std::vector<std::vector<std::string>> failures(kThreads);
     std::atomic<int> ready{0};
     std::vector<std::thread> threads;
@@ -122,7 +130,7 @@ TEST_F(ConcurrencyTest, ThreadsCallingTogetherGetWhatEachCallGetsAlone) {
             while (ready.load() < kThreads) std::this_thread::yield();
             for (int round = 0; round < kRounds; ++round) {
                 for (size_t i = 0; i < jobs_.size(); ++i) {
-                    const size_t j = (i * (t + 1) + round + t) % jobs_.size();
+                    const size_t j = (i * steps[size_t(t)] + round + t) % jobs_.size();
                     if (jobs_[j]() != alone[j]) {
                         failures[t].push_back(jobs_[j].name);
                     }

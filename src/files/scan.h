@@ -5,6 +5,8 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
+#include <utility>
 
 #include "files/file_table.h"
 #include "files/numeric.h"
@@ -51,6 +53,9 @@ struct RecordPosition {
 
 // Visitor interface (duck-typed):
 //   bool BeginFile(const FileInfoRecord &file)  -- false: skip its records
+//   void Chunk(const uint8_t *records, int64_t first, int64_t count, int64_t size)
+//                                               -- optional: the records of a chunk
+//                                                  before they are handed over one by one
 //   void Record(const uint8_t *record, const RecordPosition &position)
 //   void EndFile()                              -- after poll and progress
 // Every record handed over lies whole in memory; the pointer is valid only
@@ -60,6 +65,12 @@ struct RecordPosition {
 // still polled and counted in the progress; one whose read fails part-way (it shrank or broke while being read) keeps the records
 // handed over before the failure and gives none after it. Returns true
 // when the scan ended on a cancel request.
+template <class Visitor, class = void>
+struct TakesChunks : std::false_type {};
+template <class Visitor>
+struct TakesChunks<Visitor, std::void_t<decltype(std::declval<Visitor &>().Chunk(
+                                nullptr, int64_t{}, int64_t{}, int64_t{}))>> : std::true_type {};
+
 template <class Visitor>
 bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecordRule rule,
                 ProgressMeter &progress, Visitor &visitor) {
@@ -87,6 +98,9 @@ bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecor
                 for (; more; more = chunks.Next()) {
                     const uint8_t *record = chunks.data();
                     const int64_t r0 = chunks.firstRecord();
+                    if constexpr (TakesChunks<Visitor>::value) {
+                        visitor.Chunk(record, r0, chunks.count(), size);
+                    }
                     for (int64_t r = r0; r < r0 + chunks.count(); ++r, record += size) {
                         const RecordPosition position{f, static_cast<int32_t>(r),
                                                       f == lastFile && r == last};

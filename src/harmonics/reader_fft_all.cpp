@@ -19,11 +19,13 @@
 // further than H0.
 #include <algorithm>
 #include <cstdint>
+#include <vector>
 
 #include "files/big_endian.h"
 #include "files/completion.h"
 #include "files/file_table.h"
 #include "files/scan.h"
+#include "frame/parallel.h"
 #include "harmonics/harmonic_curves.h"
 #include "harmonics/harmonic_grouping.h"
 #include "harmonics/harmonic_params.h"
@@ -92,14 +94,33 @@ public:
         return plan_.Usable();
     }
 
+    // Powers formed from angles cost a cosine or sine per phase and
+    // position: the values of a chunk's records are formed on two threads
+    // before the records are taken in order. Each value is formed by the
+    // same steps either way.
+    void Chunk(const uint8_t *records, int64_t first, int64_t count, int64_t size) {
+        preparedCount_ = 0;
+        if (quantity_.source != HarmonicSource::kAnglePower || count < 2) return;
+        stride_ = static_cast<size_t>(scan_.phases) * static_cast<size_t>(positions_);
+        if (stride_ == 0) return;
+        prepared_.resize(static_cast<size_t>(count) * stride_);
+        chunk_ = records, chunkFirst_ = first, recordSize_ = size;
+        helper_.SplitInTwo(count, [](void *self, int64_t begin, int64_t end) {
+            static_cast<SpectrumVisitor *>(self)->Prepare(begin, end);
+        }, this);
+        preparedCount_ = count;
+    }
+
     void Record(const uint8_t *record, const RecordPosition &position) {
-        const bool relative = plan_.Relative();
+        const int64_t i = position.record - chunkFirst_;
         for (int32_t p = 0; p < scan_.phases; ++p) {
-            // The reference of the record and phase, once, before the positions.
-            const float reference = relative ? plan_.Raw(record, p, firstHarmonic_) : 0.0f;
             float *values = sink_.Values(p);
-            plan_.RawSpan(record, p, positions_, values);
-            plan_.RelateSpan(values, positions_, reference);
+            if (i >= 0 && i < preparedCount_) {
+                const float *from = &prepared_[static_cast<size_t>(i) * stride_ + static_cast<size_t>(p) * positions_];
+                std::copy(from, from + positions_, values);
+            } else {
+                Values(record, p, values);
+            }
         }
         sink_.Take(scan_.phases, positions_, ReadBEDouble(record, HarmonicRecordLayout::kTime1),
                    ReadBEDouble(record, HarmonicRecordLayout::kTime2),
@@ -109,6 +130,23 @@ public:
     void EndFile() { sink_.EndFile(); }
 
 private:
+    // Phase p's values of a record at every position of the file.
+    void Values(const uint8_t *record, int32_t p, float *values) const {
+        // The reference of the record and phase, once, before the positions.
+        const float reference = plan_.Relative() ? plan_.Raw(record, p, firstHarmonic_) : 0.0f;
+        plan_.RawSpan(record, p, positions_, values);
+        plan_.RelateSpan(values, positions_, reference);
+    }
+
+    void Prepare(int64_t begin, int64_t end) {
+        for (int64_t r = begin; r < end; ++r) {
+            for (int32_t p = 0; p < scan_.phases; ++p) {
+                Values(chunk_ + r * recordSize_, p,
+                       &prepared_[static_cast<size_t>(r) * stride_ + static_cast<size_t>(p) * positions_]);
+            }
+        }
+    }
+
     const HarmonicScan &scan_;
     const HarmonicQuantity quantity_;
     const int32_t capacity_;
@@ -116,6 +154,12 @@ private:
     Sink &sink_;
     HarmonicFieldPlan plan_;
     int32_t positions_ = 0;
+    // The values of the chunk's records, record by record, phase by phase.
+    std::vector<float> prepared_;
+    size_t stride_ = 0;
+    const uint8_t *chunk_ = nullptr;
+    int64_t chunkFirst_ = 0, preparedCount_ = 0, recordSize_ = 0;
+    HelperThread helper_;
 };
 
 template <class Sink>

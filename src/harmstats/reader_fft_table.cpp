@@ -19,6 +19,7 @@
 #include "files/file_table.h"
 #include "files/scan.h"
 #include "frame/log.h"
+#include "frame/parallel.h"
 #include "harmonics/harmonic_layout.h"
 #include "harmonics/harmonic_quantity.h"
 #include "harmstats/harmstats_params.h"
@@ -75,13 +76,14 @@ class TablePass {
 public:
     // `set`: the value set after remapping, of the values A and B.
     TablePass(Feed feed, const HarmonicQuantity &quantity, int32_t set, int32_t reference,
-              TableCells &cells, ReaderFftTable2Params *extended)
+              TableCells &cells, ReaderFftTable2Params *extended, HelperThread &helper)
         : feed_(feed),
           quantity_(quantity),
           set_(set),
           reference_(reference),
           cells_(cells),
-          extended_(extended) {}
+          extended_(extended),
+          helper_(helper) {}
 
     // Plans the file's fields: its own harmonic count, capped at the cells.
     // Fields outside the file's records are not read: the harmonic values
@@ -101,22 +103,31 @@ public:
         return layout.FieldInRecord(HarmonicRecordLayout::kFlag);
     }
 
-    void Record(const uint8_t *record, const RecordPosition &) {
-        const bool flagged = ReadBEInt32(record, HarmonicRecordLayout::kFlag) != 0;
+    // The harmonic cells take a chunk's records before Record sees them,
+    // split between two threads by cell: each cell still takes its values
+    // in record order, formed by the same steps. Record then gives only the
+    // counts and the values A and B.
+    void Chunk(const uint8_t *records, int64_t first, int64_t count, int64_t size) {
+        chunkCount_ = 0;
+        const int64_t cells = int64_t{cells_.phases()} * positions_;
+        if (!plan_.Usable() || count < 2 || cells < 2) return;
+        chunk_ = records, chunkFirst_ = first, recordSize_ = size, chunkCount_ = count;
+        helper_.SplitInTwo(cells, [](void *self, int64_t begin, int64_t end) {
+            static_cast<TablePass *>(self)->GiveHarmonics(begin, end);
+        }, this);
+    }
+
+    void Record(const uint8_t *record, const RecordPosition &position) {
+        const bool flagged = Flagged(record);
         if (extended_ != nullptr && feed_ == Feed::kCount) {
             *extended_->FTotalPoints += 1;
             if (flagged) *extended_->FFlaggedPoints += 1;
         }
-        if (extended_ != nullptr && extended_->Flagged == 0 && flagged) return;
+        if (Excluded(flagged)) return;
+        const int64_t inChunk = position.record - chunkFirst_;
+        const bool given = inChunk >= 0 && inChunk < chunkCount_;
         for (int32_t p = 0; p < cells_.phases(); ++p) {
-            if (plan_.Usable()) {
-                // The reference term once per record and phase.
-                const float ref = plan_.Relative() ? plan_.Raw(record, p, reference_) : 0.0f;
-                for (int32_t k = 0; k < positions_; ++k) {
-                    const float raw = plan_.Raw(record, p, k);
-                    Give(cells_.Harmonic(p, k), plan_.Relative() ? plan_.Relate(raw, ref) : raw);
-                }
-            }
+            if (plan_.Usable() && !given) GiveHarmonics(record, p, 0, positions_);
             if (pairsReadable_) {
                 Give(cells_.ValueA(p), ReadBEFloat(record, valueA_ + p * pairStep_));
                 Give(cells_.ValueB(p), ReadBEFloat(record, valueB_ + p * pairStep_));
@@ -129,6 +140,38 @@ public:
     }
 
 private:
+    static bool Flagged(const uint8_t *record) {
+        return ReadBEInt32(record, HarmonicRecordLayout::kFlag) != 0;
+    }
+    // Table2 leaves flagged records out unless Flagged asks for them.
+    bool Excluded(bool flagged) const {
+        return extended_ != nullptr && extended_->Flagged == 0 && flagged;
+    }
+
+    // Positions [from, to) of phase p of a record, the reference term once.
+    void GiveHarmonics(const uint8_t *record, int32_t p, int32_t from, int32_t to) const {
+        const float ref = plan_.Relative() ? plan_.Raw(record, p, reference_) : 0.0f;
+        for (int32_t k = from; k < to; ++k) {
+            const float raw = plan_.Raw(record, p, k);
+            Give(cells_.Harmonic(p, k), plan_.Relative() ? plan_.Relate(raw, ref) : raw);
+        }
+    }
+
+    // Harmonic cells [begin, end) (phase by phase) of the chunk's records.
+    void GiveHarmonics(int64_t begin, int64_t end) const {
+        for (int64_t r = 0; r < chunkCount_; ++r) {
+            const uint8_t *record = chunk_ + r * recordSize_;
+            if (Excluded(Flagged(record))) continue;
+            for (int64_t cell = begin; cell < end;) {
+                const int32_t p = static_cast<int32_t>(cell / positions_);
+                const int32_t k = static_cast<int32_t>(cell % positions_);
+                const int32_t to = static_cast<int32_t>(std::min<int64_t>(positions_, k + (end - cell)));
+                GiveHarmonics(record, p, k, to);
+                cell += to - k;
+            }
+        }
+    }
+
     void Give(PercentileCell &cell, float v) const {
         if (feed_ == Feed::kObserve) {
             cell.Observe(v);
@@ -147,6 +190,9 @@ private:
     int32_t positions_ = 0;
     int64_t valueA_ = 0, valueB_ = 0, pairStep_ = 0;  // phase 0's pair and the step
     bool pairsReadable_ = false;
+    HelperThread &helper_;
+    const uint8_t *chunk_ = nullptr;  // the chunk whose harmonic cells were given
+    int64_t chunkFirst_ = 0, chunkCount_ = 0, recordSize_ = 0;
 };
 
 // The percentiles in the order the tables are written: the harmonics of
@@ -191,8 +237,9 @@ void RunTable(ReaderFftTable1Params &params, ReaderFftTable2Params *extended) {
         quantity.relation = Relation::kPercentUnlessZero;
     }
 
-    TablePass observe(Feed::kObserve, quantity, set, params.FirstHarmonic, cells, extended);
-    TablePass count(Feed::kCount, quantity, set, params.FirstHarmonic, cells, extended);
+    HelperThread helper;
+    TablePass observe(Feed::kObserve, quantity, set, params.FirstHarmonic, cells, extended, helper);
+    TablePass count(Feed::kCount, quantity, set, params.FirstHarmonic, cells, extended, helper);
     auto fixWidths = [&] {
         for (int32_t p = 0; p < phases; ++p) {
             for (int32_t k = 0; k < cells.positions(); ++k) {

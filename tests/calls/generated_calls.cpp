@@ -65,7 +65,7 @@ GeneratedCall CallGenerator::Next(const std::string &directory) {
     call.name = name;
     call.reader = static_cast<Export>(r.next() % kExportCount);
     const bool harmonic = InfoOf(call.reader).harmonic != (r.next() % 10 == 0);
-    const rec::RecordingInfo info = rec::writeRecording(directory + "/" + name, RandomPlan(r, harmonic, 6, 60));
+    const rec::RecordingInfo info = rec::writeRecording(directory + "/" + name, RandomPlan(r, harmonic, 6, records_));
     const std::vector<rec::MemberInfo> table = info.table();
     call.path = std::string(name) + "/" + (table.empty() ? "meas.001.dat" : table[r.next() % table.size()].name);
     Args &a = call.args;

@@ -29,12 +29,14 @@ rec::RecordingPlan RandomPlan(rec::SplitMix64 &random, bool harmonic, int member
 
 class CallGenerator {
 public:
-    explicit CallGenerator(std::uint64_t seed) : random_(seed) {}
+    // Recordings of at most six members of at most `records` records each.
+    explicit CallGenerator(std::uint64_t seed, int records = 60) : random_(seed), records_(records) {}
     // Writes the next call's recording to directory/<name>/ and returns the call.
     GeneratedCall Next(const std::string &directory);
 
 private:
     rec::SplitMix64 random_;
+    int records_;
     int count_ = 0;
 };
 

@@ -3,8 +3,10 @@
 // element past what the reader may write), result and the log bytes are
 // hashed and the progress totals listed, one line per call.
 //
-//   trova_random_calls DIR [CALLS] [SEED]    (linked against the libtrova.so to test;
-//                                           scripts/compare-builds.sh runs it on two builds)
+//   trova_random_calls DIR [CALLS] [SEED] [RECORDS]
+//       (linked against the libtrova.so to test; scripts/compare-builds.sh
+//       runs it on two builds). RECORDS bounds the records of a member (60;
+//       thousands make members of several scan chunks).
 //
 // Two builds agree when their lines are identical.
 #include <cstdio>
@@ -33,12 +35,13 @@ void OnProgress(int total, void *) { gProgress += std::to_string(total) + ","; }
 int main(int argc, char **argv) {
     using namespace trova::calls;
     if (argc < 2) {
-        std::fprintf(stderr, "usage: trova_random_calls DIR [CALLS] [SEED]\n");
+        std::fprintf(stderr, "usage: trova_random_calls DIR [CALLS] [SEED] [RECORDS]\n");
         return 2;
     }
     const std::string dir = argv[1];
     const int calls = argc > 2 ? std::atoi(argv[2]) : 300;
-    CallGenerator generator(argc > 3 ? std::strtoull(argv[3], nullptr, 10) : 1);
+    CallGenerator generator(argc > 3 ? std::strtoull(argv[3], nullptr, 10) : 1,
+                            argc > 4 ? std::atoi(argv[4]) : 60);
     TrovaSetCompletionPause(0);
     TrovaSetLogDirectory(dir.c_str());
     TrovaSetProgressCallback(OnProgress, nullptr);

@@ -1,9 +1,10 @@
 // The Linux side of the cross-check with trova.dll.
 //
-//   trova_reference write DIR [GENERATED [SEED]]
+//   trova_reference write DIR [GENERATED [SEED [RECORDS]]]
 //       writes the recordings to DIR/rec/, the table of cases to
 //       DIR/cases.txt (the hand-picked cases below and GENERATED seeded
-//       calls, 200 unless given) and what this build's readers give for each
+//       calls, 200 unless given, on members of at most RECORDS records, 60
+//       unless given) and what this build's readers give for each
 //       to DIR/expected/<case>.bin; checks that every reader with a worker
 //       was called on a recording and reached its worker.
 //
@@ -194,7 +195,7 @@ std::vector<std::string> CoverageProblems(const std::vector<std::pair<Case, int>
     return problems;
 }
 
-int Write(const fs::path &dir, int generated, std::uint64_t seed) {
+int Write(const fs::path &dir, int generated, std::uint64_t seed, int records) {
     std::error_code error;
     fs::remove_all(dir / "rec", error);
     fs::remove_all(dir / "expected", error);
@@ -206,7 +207,7 @@ int Write(const fs::path &dir, int generated, std::uint64_t seed) {
     }
     for (const auto &[name, plan] : kRecordings) rec::writeRecording(std::string("rec/") + name, plan());
     std::vector<Case> cases = HandPicked();
-    trova::calls::CallGenerator generator(seed);
+    trova::calls::CallGenerator generator(seed, records);
     for (int i = 0; i < generated; ++i) {
         const trova::calls::GeneratedCall g = generator.Next("rec");
         cases.push_back({g.name, g.reader, "rec/" + g.path, g.args});
@@ -251,10 +252,11 @@ int Write(const fs::path &dir, int generated, std::uint64_t seed) {
 
 int main(int argc, char **argv) {
     const std::string command = argc >= 2 ? argv[1] : "";
-    if (command == "write" && argc >= 3 && argc <= 5) {
+    if (command == "write" && argc >= 3 && argc <= 6) {
         return Write(fs::absolute(argv[2]), argc > 3 ? std::atoi(argv[3]) : 200,
-                     argc > 4 ? std::strtoull(argv[4], nullptr, 10) : 1);
+                     argc > 4 ? std::strtoull(argv[4], nullptr, 10) : 1, argc > 5 ? std::atoi(argv[5]) : 60);
     }
-    std::fprintf(stderr, "usage: %s write DIR [GENERATED [SEED]]\n", argc > 0 ? argv[0] : "trova_reference");
+    std::fprintf(stderr, "usage: %s write DIR [GENERATED [SEED [RECORDS]]]\n",
+                 argc > 0 ? argv[0] : "trova_reference");
     return 2;
 }
