@@ -21,9 +21,7 @@ HarmonicCurves::HarmonicCurves(int32_t phases, int32_t positions, int64_t sample
 
 void HarmonicCurves::Take(int32_t phases, int32_t positions, double time1, double time2,
                           int32_t flagWord, bool) {
-    const double time = time1 + time2;
-    const bool outside = (test_.startInEffect && time < test_.TStart) ||
-                         (test_.stopInEffect && time > test_.TStop);
+    const bool outside = Outside(time1, time2);
     for (int32_t p = 0; p < phases; ++p) {
         for (int32_t j = 0; j < positions; ++j) {
             const size_t at = Index(p, j);

@@ -54,11 +54,39 @@ public:
               bool lastOfWindow);
     void EndFile() {}
 
+    // The curves are independent of each other: a chunk of records may be
+    // taken curve by curve instead, each curve its records in order. Takes
+    // records [0, count) into the curves of cells [begin, end) of
+    // phases × positions (cell p·positions + j): valueOf(r, p, j) is record
+    // r's value of phase p at position j, time1[r], time2[r] and flagWords[r]
+    // its time terms and flag word. Curves of other cells are not touched.
+    static constexpr bool kTakesCells = true;
+    template <class ValueOf>
+    void TakeCells(int64_t begin, int64_t end, int32_t positions, int64_t count,
+                   const ValueOf &valueOf, const double *time1, const double *time2,
+                   const int32_t *flagWords) {
+        for (int64_t c = begin; c < end; ++c) {
+            const int32_t p = static_cast<int32_t>(c / positions), j = static_cast<int32_t>(c % positions);
+            CInterleaveCurve &curve = curves_[Index(p, j)];
+            for (int64_t r = 0; r < count; ++r) {
+                if (Outside(time1[r], time2[r])) {
+                    curve.Flush();
+                } else {
+                    curve.Add(time1[r], time2[r], valueOf(r, p, j), static_cast<uint32_t>(flagWords[r]));
+                }
+            }
+        }
+    }
+
     // Flushes every curve and writes it out; returns the point count of
     // curve (0, 0) (0 when there is none).
     int32_t Deliver(const CurveTargets &targets);
 
 private:
+    bool Outside(double time1, double time2) const {
+        const double time = time1 + time2;
+        return (test_.startInEffect && time < test_.TStart) || (test_.stopInEffect && time > test_.TStop);
+    }
     size_t Index(int32_t phase, int32_t position) const {
         return static_cast<size_t>(phase) * static_cast<size_t>(positions_) +
                static_cast<size_t>(position);

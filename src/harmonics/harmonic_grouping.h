@@ -68,6 +68,9 @@ public:
     // The current record's values of `phase`, to be filled before Add.
     float *Values(int32_t phase) { return values_.data() + Index(phase, 0); }
 
+    // Groups close record by record: records are taken one at a time.
+    static constexpr bool kTakesCells = false;
+
     // Takes the current record: phases 0 to phases - 1 and positions 0 to
     // positions - 1 of the values. Positions a record does not bring keep
     // what they hold and are not written when its group closes.

@@ -96,23 +96,45 @@ public:
 
     // Powers formed from angles cost a cosine or sine per phase and
     // position: the values of a chunk's records are formed on two threads
-    // before the records are taken in order. Each value is formed by the
-    // same steps either way.
+    // before the records are taken in order, each value by the same steps.
+    // The curves of XT3 take a whole chunk at once, split between the two
+    // threads by curve, each curve its records in order.
     void Chunk(const uint8_t *records, int64_t first, int64_t count, int64_t size) {
-        preparedCount_ = 0;
-        if (quantity_.source != HarmonicSource::kAnglePower || count < 2) return;
+        preparedCount_ = 0, chunkTaken_ = false;
+        const bool angles = quantity_.source == HarmonicSource::kAnglePower;
+        if (!(angles || Sink::kTakesCells) || count < 2) return;
         stride_ = static_cast<size_t>(scan_.phases) * static_cast<size_t>(positions_);
         if (stride_ == 0) return;
-        prepared_.resize(static_cast<size_t>(count) * stride_);
         chunk_ = records, chunkFirst_ = first, recordSize_ = size;
-        helper_.SplitInTwo(count, [](void *self, int64_t begin, int64_t end) {
-            static_cast<SpectrumVisitor *>(self)->Prepare(begin, end);
-        }, this);
-        preparedCount_ = count;
+        if constexpr (Sink::kTakesCells) {
+            time1_.resize(static_cast<size_t>(count)), time2_.resize(time1_.size());
+            flagWords_.resize(time1_.size());
+            for (int64_t r = 0; r < count; ++r) {
+                const uint8_t *record = records + r * size;
+                time1_[size_t(r)] = ReadBEDouble(record, HarmonicRecordLayout::kTime1);
+                time2_[size_t(r)] = ReadBEDouble(record, HarmonicRecordLayout::kTime2);
+                flagWords_[size_t(r)] = ReadBEInt32(record, HarmonicRecordLayout::kFlag);
+            }
+            preparedCount_ = count;
+            helper_.SplitInTwo(static_cast<int64_t>(stride_), [](void *self, int64_t begin, int64_t end) {
+                SpectrumVisitor &v = *static_cast<SpectrumVisitor *>(self);
+                const auto valueOf = [&v](int64_t r, int32_t p, int32_t j) { return v.Value(r, p, j); };
+                v.sink_.TakeCells(begin, end, v.positions_, v.preparedCount_, valueOf, v.time1_.data(),
+                                  v.time2_.data(), v.flagWords_.data());
+            }, this);
+            chunkTaken_ = true;
+        } else {
+            prepared_.resize(static_cast<size_t>(count) * stride_);
+            helper_.SplitInTwo(count, [](void *self, int64_t begin, int64_t end) {
+                static_cast<SpectrumVisitor *>(self)->Prepare(begin, end);
+            }, this);
+            preparedCount_ = count;
+        }
     }
 
     void Record(const uint8_t *record, const RecordPosition &position) {
         const int64_t i = position.record - chunkFirst_;
+        if (chunkTaken_ && i >= 0 && i < preparedCount_) return;  // taken with its chunk
         for (int32_t p = 0; p < scan_.phases; ++p) {
             float *values = sink_.Values(p);
             if (i >= 0 && i < preparedCount_) {
@@ -138,6 +160,13 @@ private:
         plan_.RelateSpan(values, positions_, reference);
     }
 
+    // The value of phase p at position j of the chunk's record r.
+    float Value(int64_t r, int32_t p, int32_t j) const {
+        const uint8_t *record = chunk_ + r * recordSize_;
+        const float raw = plan_.Raw(record, p, j);
+        return plan_.Relative() ? plan_.Relate(raw, plan_.Raw(record, p, firstHarmonic_)) : raw;
+    }
+
     void Prepare(int64_t begin, int64_t end) {
         for (int64_t r = begin; r < end; ++r) {
             for (int32_t p = 0; p < scan_.phases; ++p) {
@@ -156,6 +185,9 @@ private:
     int32_t positions_ = 0;
     // The values of the chunk's records, record by record, phase by phase.
     std::vector<float> prepared_;
+    std::vector<double> time1_, time2_;
+    std::vector<int32_t> flagWords_;
+    bool chunkTaken_ = false;
     size_t stride_ = 0;
     const uint8_t *chunk_ = nullptr;
     int64_t chunkFirst_ = 0, preparedCount_ = 0, recordSize_ = 0;
