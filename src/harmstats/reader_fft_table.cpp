@@ -237,21 +237,23 @@ void RunTable(ReaderFftTable1Params &params, ReaderFftTable2Params *extended) {
         quantity.relation = Relation::kPercentUnlessZero;
     }
 
-    HelperThread helper;
-    TablePass observe(Feed::kObserve, quantity, set, params.FirstHarmonic, cells, extended, helper);
-    TablePass count(Feed::kCount, quantity, set, params.FirstHarmonic, cells, extended, helper);
-    auto fixWidths = [&] {
-        for (int32_t p = 0; p < phases; ++p) {
-            for (int32_t k = 0; k < cells.positions(); ++k) {
-                cells.Harmonic(p, k).FixWidth(extended != nullptr && p == 0
-                                                  ? PercentileCell::WidthPrecision::kSingle
-                                                  : PercentileCell::WidthPrecision::kDouble);
+    {
+        HelperThread helper;  // ended here, before the call completes
+        TablePass observe(Feed::kObserve, quantity, set, params.FirstHarmonic, cells, extended, helper);
+        TablePass count(Feed::kCount, quantity, set, params.FirstHarmonic, cells, extended, helper);
+        auto fixWidths = [&] {
+            for (int32_t p = 0; p < phases; ++p) {
+                for (int32_t k = 0; k < cells.positions(); ++k) {
+                    cells.Harmonic(p, k).FixWidth(extended != nullptr && p == 0
+                                                      ? PercentileCell::WidthPrecision::kSingle
+                                                      : PercentileCell::WidthPrecision::kDouble);
+                }
+                cells.ValueA(p).FixWidth();
+                cells.ValueB(p).FixWidth();
             }
-            cells.ValueA(p).FixWidth();
-            cells.ValueB(p).FixWidth();
-        }
-    };
-    scan.Run(observe, fixWidths, count);
+        };
+        scan.Run(observe, fixWidths, count);
+    }
     WriteTables(params, cells);
     CompleteWorker(scan.flags(), params.Status);
 }
