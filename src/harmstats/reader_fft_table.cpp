@@ -213,16 +213,16 @@ void WriteTables(ReaderFftTable1Params &params, TableCells &cells) {
     for (int32_t p = 1; p < phases; ++p) harmonics(p);
 }
 
-void RunTable(ReaderFftTable1Params &params, ReaderFftTable2Params *extended) {
+// The two passes and the tables; returns the call's status flags with
+// everything it made already freed, so that nothing of the call runs on
+// after it completes.
+StatusFlags FillTables(ReaderFftTable1Params &params, ReaderFftTable2Params *extended) {
     if (extended != nullptr) {
         *extended->FFlaggedPoints = 0;
         *extended->FTotalPoints = 0;
     }
     TwoPassScan scan;
-    if (!scan.Begin(params.PathFile, params.TStart, params.TStop)) {
-        CompleteWorker(scan.flags(), params.Status);
-        return;
-    }
+    if (!scan.Begin(params.PathFile, params.TStart, params.TStop)) return scan.flags();
     const int32_t phases = scan.scan().phases;
     *params.HarmCount = scan.scan().harmonics;
     TableCells cells(phases, std::clamp(scan.scan().harmonics, 0, kTablePositions));
@@ -238,7 +238,7 @@ void RunTable(ReaderFftTable1Params &params, ReaderFftTable2Params *extended) {
     }
 
     {
-        HelperThread helper;  // ended here, before the call completes
+        HelperThread helper;
         TablePass observe(Feed::kObserve, quantity, set, params.FirstHarmonic, cells, extended, helper);
         TablePass count(Feed::kCount, quantity, set, params.FirstHarmonic, cells, extended, helper);
         auto fixWidths = [&] {
@@ -255,7 +255,11 @@ void RunTable(ReaderFftTable1Params &params, ReaderFftTable2Params *extended) {
         scan.Run(observe, fixWidths, count);
     }
     WriteTables(params, cells);
-    CompleteWorker(scan.flags(), params.Status);
+    return scan.flags();
+}
+
+void RunTable(ReaderFftTable1Params &params, ReaderFftTable2Params *extended) {
+    CompleteWorker(FillTables(params, extended), params.Status);
 }
 
 }  // namespace
