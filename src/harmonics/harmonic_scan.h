@@ -55,8 +55,11 @@ void RunHarmonicWorker(Params &params, const WorkerFrame &frame, Work &&work) {
         unposted = progress.accumulator();
     }
     if (frame.finalProgress) worker::PostProgress(TruncToInt32(unposted));
+    // The output, then what it kept freed: nothing of the call is left to
+    // free once it has completed.
     CompleteWorker(flags, params.Status, [&] {
         if (afterPause) (*afterPause)();
+        afterPause.reset();
     });
 }
 
