@@ -8,9 +8,10 @@
 // the call, so that a write past the end shows (to ASan, or in the guard's
 // bytes) and so do elements a reader must leave alone.
 //
-// Used by both sides of the cross-check with trova.dll, the reader fuzz
-// target and the soak program, the concurrency tests and the comparison of
-// two builds.
+// Used by both sides of the cross-check with trova.dll (and the Windows
+// host's other checks), the reader fuzz target and the soak program, the
+// comparison of two builds, and the suites that call readers without
+// aliasing their arrays (frame, concurrency, host paths, the harmonic model).
 #pragma once
 
 #include <cstddef>
