@@ -2,8 +2,9 @@
 """Mutation pass: do the tests catch small faults in the readers' rules?
 
 Applies each edit of MUTANTS to the checkout, rebuilds the test binary
-incrementally, runs the Linux suites, records caught or missed, and puts the
-file back (always). Prints the kill rate and the missed mutants.
+incrementally, runs the Linux suites, records caught (with the tests that
+failed) or missed, and puts the file back (always). Prints the kill rate and
+the missed mutants.
 
     /usr/bin/python3 scripts/mutation.py [--build DIR] [--only SUBSTRING] [--jobs N]
 
@@ -92,16 +93,22 @@ def main():
                 out.write(original.replace(text, replacement))
             built = run(build, ROOT, 1800)
             verdict = "caught" if built.returncode != 0 else None
+            killers = "build" if verdict else ""
             if verdict is None:
                 try:
-                    verdict = "caught" if run(tests, ROOT, 300).returncode != 0 else "missed"
+                    ran = run(tests, ROOT, 300)
+                    verdict = "caught" if ran.returncode != 0 else "missed"
+                    killers = " ".join(sorted({line.split()[3] for line in ran.stdout.splitlines()
+                                               if line.startswith("[  FAILED  ]") and len(line.split()) > 3
+                                               and "." in line.split()[3]}))
                 except subprocess.TimeoutExpired:
-                    verdict = "caught"  # a hang is a failure the tests see
+                    verdict, killers = "caught", "timeout"  # a hang is a failure the tests see
         finally:
             with open(full, "w") as out:
                 out.write(original)
         (caught if verdict == "caught" else missed).append(what)
-        print(f"{verdict:7} {what} ({time.time() - started:.0f} s)", flush=True)
+        print(f"{verdict:7} {what} ({time.time() - started:.0f} s){': ' + killers if killers else ''}",
+              flush=True)
     run(build, ROOT, 1800)  # leave the build matching the tree
     total = len(caught) + len(missed)
     print(f"\nkilled {len(caught)} of {total} mutants ({100.0 * len(caught) / max(total, 1):.0f} %), "

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/harmonic_model.h"
+#include "support/histogram_model.h"
 #include "support/test_support.h"
 
 namespace trova {
@@ -54,22 +55,12 @@ void ExpectHistogram(const HistCall &c, const Series &seen, const Series *counte
     std::vector<trova_long> counts(100 * phases + 1, kNoCount), untouched(phases + 1, kNoCount);
     std::vector<trova_long> range = untouched, total = untouched;
     for (size_t p = 0; p < phases; ++p) {
-        std::fill_n(counts.begin() + long(100 * p), 100, 0);
-        range[p] = total[p] = 0;
-        float lo = seen[p].empty() ? 0.0f : seen[p][0], hi = lo;
-        for (float v : seen[p]) lo = std::min(lo, v), hi = std::max(hi, v);
-        if (fixed && !std::isfinite(hMax)) hMax = double(hi);
-        if (fixed && !std::isfinite(hMin)) hMin = double(lo);
-        width[p] = fixed ? (hMax - hMin) / 98.0 : double((hi - lo) / 100.0f);
-        start[p] = fixed ? hMin - width[p] : double(lo);
-        for (float v : (counted != nullptr ? *counted : seen)[p]) {
-            const bool outside = fixed && (double(v) < hMin || double(v) > hMax);  // to the end bins
-            const double q = outside ? (double(v) < hMin ? 0.0 : 99.0)
-                                     : width[p] == 0.0 ? 0.0 : double(v - float(start[p])) / width[p];
-            const bool index = q > -2147483649.0 && q < 2147483648.0;  // NaN has none
-            ++counts[100 * p + size_t(index ? std::clamp(int(q), 0, 99) : 0)];
-            ++total[p], range[p] += !outside;
-        }
+        if (fixed && !seen[0].empty() && !std::isfinite(hMax)) hMax = double(*std::max_element(seen[0].begin(), seen[0].end()));
+        if (fixed && !seen[0].empty() && !std::isfinite(hMin)) hMin = double(*std::min_element(seen[0].begin(), seen[0].end()));
+        const testing::HistogramModel h =
+            testing::Histogram(seen[p], (counted != nullptr ? *counted : seen)[p], fixed, hMin, hMax);
+        std::copy(h.counts.begin(), h.counts.end(), counts.begin() + long(100 * p));
+        start[p] = h.start, width[p] = h.width, range[p] = h.inRange, total[p] = h.total;
     }
     EXPECT_EQ(c.start, start);
     EXPECT_EQ(c.width, width);

@@ -189,7 +189,7 @@ TEST_F(ReaderFftTableTest, ACancelInPassTwoLeavesTheCountsAndLogLinesOfTheFilesR
     EXPECT_EQ(std::count(log.begin(), log.end(), "Tady2"), 4);  // one a file of pass 2
 }
 
-TEST_F(ReaderFftTableTest, TablesAreWrittenInTheirOrderAndNoFileWritesNothing) {
+TEST_F(ReaderFftTableTest, TablesAreWrittenInTheirOrder) {
     // Overlapping tables: phase 0's harmonics, then A, then B, then phases 1 and 2.
     const std::string path = PathOf(Recording("order", {6}), 0);
     TableCall apart, c;
@@ -204,16 +204,6 @@ TEST_F(ReaderFftTableTest, TablesAreWrittenInTheirOrderAndNoFileWritesNothing) {
     EXPECT_EQ(t[1002], apart.harm[1002]);
     const std::vector<std::string> log = LogLines();
     EXPECT_EQ(std::count(log.begin(), log.end(), "Tady2"), 0);  // Table1 logs no file
-
-    rec::RecordingPlan damaged = testing::HarmonicPlan(6, 10, true, {}, 0, 4, 0);
-    damaged.addDamaged(rec::Damage::TruncatedData).name = "damaged.001.dat";
-    const rec::RecordingInfo broken = Write(damaged);
-    TableCall none;  // no usable file: status 3; Table2 zeroes its counters, writes nothing else
-    none.reader = 2;
-    none.Run(broken.path(broken.files[0]));
-    EXPECT_EQ((std::vector<trova_long>{none.status, none.harmCount, none.fTotal, none.fFlagged}),
-              (std::vector<trova_long>{TROVA_READER_NO_FILES, kNoCount, 0, 0}));
-    EXPECT_EQ(none.harm, std::vector<float>(2001, kUntouched));
 }
 
 }  // namespace

@@ -166,15 +166,10 @@ TEST_F(HarmonicTrendReadersTest, TakeEachFilesHarmonicCount) {
     }
 }
 
-TEST_F(HarmonicTrendReadersTest, LogProgressCancelAndNoFiles) {
+TEST_F(HarmonicTrendReadersTest, LogProgressAndCancel) {
     const rec::RecordingPlan plan = EdgePlan(6, 4, true, {10, 10, 10, 10, 10});
     const rec::RecordingInfo info = Write(plan);
     const std::string path = PathOf(info, 0);
-    rec::RecordingPlan damaged;
-    damaged.kind = rec::Kind::Harmonic;
-    damaged.stem = "damaged";
-    damaged.addDamaged(rec::Damage::TruncatedData);
-    const rec::RecordingInfo none = Write(damaged);
     const std::vector<std::string> window = {"TStart    = -1.00", "TStop     = -1.00",
                                              "PathFile  = " + path};
     auto with = [&](std::vector<std::string> lines, std::vector<std::string> tail) {
@@ -225,12 +220,6 @@ TEST_F(HarmonicTrendReadersTest, LogProgressCancelAndNoFiles) {
               {c, k.factor, k.group, call.Spectrum() ? 4 : -1});
         EXPECT_EQ(progress_, (call.Spectrum() ? std::vector<int>{20, 40} : std::vector<int>{20, 40, 40}));
         platform::probe::SetPollHook(nullptr);
-
-        progress_.clear();
-        Call want = call.Blank();
-        *want.Array<trova_long>("Status") = TROVA_READER_NO_FILES;
-        ExpectSame(call.Run(none.path(none.files[0])), want);
-        EXPECT_EQ(progress_, (call.Spectrum() ? std::vector<int>{} : std::vector<int>{0}));
     }
 }
 
