@@ -434,29 +434,4 @@ Outcome Untouched(Export id, const Args &args, const Shape &shape, size_t guard)
     return outcome;
 }
 
-// ---- outcomes ------------------------------------------------------------------
-
-const Block *Outcome::Find(const std::string &name) const {
-    for (const Block &b : blocks) {
-        if (b.name == name) return &b;
-    }
-    return nullptr;
-}
-
-long long Outcome::Int(const std::string &name, long long missing) const {
-    const Block *b = Find(name);
-    if (b == nullptr || b->type != 'i' || b->bytes.size() < 4) return missing;
-    int32_t v;
-    std::memcpy(&v, b->bytes.data(), 4);
-    return v;
-}
-
-std::vector<uint8_t> Outcome::Bytes(const std::string &except) const {
-    std::vector<uint8_t> all;
-    for (const Block &b : blocks) {
-        if (b.name != except) all.insert(all.end(), b.bytes.begin(), b.bytes.end());
-    }
-    return all;
-}
-
 }  // namespace trova::calls

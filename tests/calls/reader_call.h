@@ -129,7 +129,14 @@ struct Outcome {
     long long Int(const std::string &name, long long missing = -7777) const;
     // Every block's bytes in order, the block named `except` left out.
     std::vector<std::uint8_t> Bytes(const std::string &except = "") const;
+    // The blocks as a file's bytes, and back (false: not such a file).
+    std::vector<std::uint8_t> Serialise() const;
+    static bool Parse(const std::vector<std::uint8_t> &bytes, Outcome &out);
 };
+// Empty when the blocks are equal; otherwise one line per difference (the
+// block, its first differing element or the log line around the first
+// differing byte, both values).
+std::vector<std::string> Compare(const Outcome &expected, const Outcome &actual);
 
 // Calls `id` on `path` with arrays sized for `shape` and `guard` elements
 // past each (none: exactly the caller's size, and a zero-size array is a

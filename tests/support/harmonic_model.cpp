@@ -298,28 +298,9 @@ void Predict(Call &want, const rec::RecordingPlan &plan, const std::vector<Model
     want.out.result = first ? point - 1 : point;
 }
 
-// Block by block, naming the first differing element of each.
 void ExpectSame(const Call &got, const Call &want) {
     EXPECT_EQ(got.out.result, want.out.result);
-    ASSERT_EQ(got.out.blocks.size(), want.out.blocks.size());
-    for (size_t b = 0; b < got.out.blocks.size(); ++b) {
-        const calls::Block &g = got.out.blocks[b], &w = want.out.blocks[b];
-        const size_t size = g.type == 'd' ? 8 : 4;
-        for (size_t at = 0; at + size <= g.bytes.size() && g.bytes.size() == w.bytes.size(); at += size) {
-            if (std::memcmp(&g.bytes[at], &w.bytes[at], size) == 0) continue;
-            const auto show = [&](const calls::Block &x) {
-                float f;
-                double d;
-                int32_t i;
-                std::memcpy(&f, &x.bytes[at], 4), std::memcpy(&i, &x.bytes[at], 4);
-                if (x.type == 'd') std::memcpy(&d, &x.bytes[at], 8);
-                return x.type == 'f' ? std::to_string(f) : x.type == 'd' ? std::to_string(d) : std::to_string(i);
-            };
-            ADD_FAILURE() << g.name << "[" << at / size << "] is " << show(g) << ", expected " << show(w);
-            break;
-        }
-        EXPECT_EQ(g.bytes.size(), w.bytes.size()) << g.name;
-    }
+    for (const std::string &difference : calls::Compare(want.out, got.out)) ADD_FAILURE() << difference;
 }
 
 Call Check(const Call &call, const std::string &path, const rec::RecordingPlan &plan,

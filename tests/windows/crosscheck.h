@@ -43,17 +43,10 @@ constexpr const char *kCancelCase = "xt-cancel";
 constexpr int kCancelFiles = 600;
 constexpr int kCancelRecordsPerFile = 10;
 
-struct Outputs {
-    std::vector<Block> blocks;
-    const Block *Find(const std::string &name) const;
-    std::int32_t Int(const std::string &name) const;  // -7777 when missing
-    std::vector<std::uint8_t> Serialise() const;
-    static bool Parse(const std::vector<std::uint8_t> &bytes, Outputs &out);
-};
-
-// Empty when equal; otherwise one line per difference (block, element,
-// both values).
-std::vector<std::string> Compare(const Outputs &expected, const Outputs &actual);
+// A case's outputs: the call's result, its output blocks, the dialogs it
+// opened and its log, as blocks of one outcome.
+using Outputs = calls::Outcome;
+using calls::Compare;
 
 // What a side provides to run a case: its exports, its path separator, its
 // log (cleared before the call, read after) and the number of progress
