@@ -1,12 +1,18 @@
-// Reader_FFT_XT1 and _XT2 end to end against the model of tests/support,
-// then what all six harmonic trend readers share. XT1 forms powers from
-// angles, takes a point's time from its phase-0 minimum, drops an incomplete
-// last group and returns the last index; XT2 reads stored powers, refuses
-// them without power block, takes a group's last time, delivers the
-// incomplete group and returns the count.
+// The six harmonic trend readers end to end against the model of
+// tests/support. Reader_FFT_XT1 forms powers from angles, takes a point's
+// time from its phase-0 minimum, drops an incomplete last group and returns
+// the last index; _XT2 reads stored powers, refuses them without power block,
+// takes a group's last time, delivers the incomplete group and returns the
+// count. Reader_FFT_XT3 feeds one interleave curve per phase with the
+// stored-power reading and the distortion codes; records outside the time
+// bounds close the bins. The FFT_ALL_Harmonics readers give whole spectra per
+// phase, position j of point i at j·100 + i; XT1 takes a point's time from
+// the phase-0 minimum at FirstHarmonic; XT3 hands the values of XT2 to one
+// interleave curve per phase and position.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "platform/posix/dialog_probe.h"
 #include "support/harmonic_model.h"
@@ -20,23 +26,50 @@ using R = Reader;
 
 class FftXtTest : public ReaderTest {};
 
-TEST_F(FftXtTest, EveryCodeBothValueSetsAndJoin) {
-    const rec::RecordingPlan plan = EdgePlan(6, 20, true, {25, 25});
-    const rec::RecordingInfo info = Write(plan);
-    const auto records = ModelRecords(info, 0, 49, plan.flags);
-    for (R reader : {R::kXt1, R::kXt2}) {
-        for (int quantity = 0; quantity <= 14; ++quantity) {
-            for (int minMax : {1, 0}) {
-                for (int join : {0, 1}) {
-                    Call call{reader, quantity, minMax};
-                    call.join = join;
-                    SCOPED_TRACE(call.Name());
-                    const Corrected c = Correct(kTrendWithMinMaxZero, 13, quantity, minMax);
-                    const Call want = Check(call, PathOf(info, 1), plan, records, {c, 4, 4});
-                    EXPECT_EQ(want.out.result, reader == R::kXt1 ? 11 : 13);  // 50 records, 16 points
+// Every code with both value sets (and Join, which only the readers that
+// form powers from angles heed), over two files. Trend readers: 50 records
+// in 16 points, groups of 4 (XT3: bins of 8, reported as 4); H 50 makes the
+// distortion codes sum on into the next phase and, after the last phase,
+// into the head after the array. Spectra: 250 records in groups of 3 (ALL3:
+// bins of 6, reported as 3).
+TEST_F(FftXtTest, EveryCodeOfEveryReaderBothValueSetsAndJoin) {
+    struct Case {
+        std::vector<R> readers;
+        int harmonics, records, lastCode, factor;
+        std::vector<int> results;  // by reader
+    };
+    const Case cases[] = {{{R::kXt1, R::kXt2}, 20, 25, 13, 4, {11, 13}},
+                          {{R::kXt3}, 50, 25, 17, 4, {14}},
+                          {{R::kAll1, R::kAll2, R::kAll3}, 12, 125, 10, 3, {82, 84, 84}}};
+    for (const Case &k : cases) {
+        rec::RecordingPlan plan = EdgePlan(6, k.harmonics, true, {k.records, k.records});
+        plan.stem = "h" + std::to_string(k.harmonics);
+        const rec::RecordingInfo info = Write(plan);
+        const auto records = ModelRecords(info, 0, 2 * k.records - 1, plan.flags);
+        for (size_t i = 0; i < k.readers.size(); ++i) {
+            for (int quantity = 0; quantity <= k.lastCode + 1; ++quantity) {
+                for (int minMax : {1, 0}) {
+                    for (int join : {0, 1}) {
+                        Call call{k.readers[i], quantity, minMax};
+                        call.join = join;
+                        call.firstHarmonic = call.reader == R::kAll1 ? 4 : 1;
+                        call.rows = k.harmonics;
+                        SCOPED_TRACE(call.Name());
+                        const Corrected c = Correct(call.Spectrum() ? kSpectrumWithMinMaxZero : kTrendWithMinMaxZero,
+                                                    k.lastCode, quantity, minMax);
+                        const int group = call.Curves() ? 2 * k.records : k.factor;
+                        const Call want = Check(call, PathOf(info, 1), plan, records, {c, k.factor, group, k.harmonics});
+                        EXPECT_EQ(want.out.result, k.results[i]);
+                    }
                 }
             }
         }
+    }
+    // Two positions per phase, no power block: position 40 lies past the record.
+    const rec::RecordingPlan tiny = EdgePlan(2, 2, false, {4});
+    const rec::RecordingInfo tinyInfo = Write(tiny);
+    for (int quantity = 14; quantity <= 17; ++quantity) {
+        Check(Call{R::kXt3, quantity}, PathOf(tinyInfo, 0), tiny, {}, {{quantity, 0, 0}, 0, 4});
     }
 }
 
@@ -220,6 +253,74 @@ TEST_F(HarmonicTrendReadersTest, LogProgressAndCancel) {
               {c, k.factor, k.group, call.Spectrum() ? 4 : -1});
         EXPECT_EQ(progress_, (call.Spectrum() ? std::vector<int>{20, 40} : std::vector<int>{20, 40, 40}));
         platform::probe::SetPollHook(nullptr);
+    }
+}
+
+class FftXt3Test : public ReaderTest {};
+
+// Records 8 and 12 of the first file carry times before TStart and after
+// TStop; the stop record (31) lies after TStop too. Code 1 is not tested
+// against the bounds.
+TEST_F(FftXt3Test, RecordsOutsideTheBoundsCloseTheBins) {
+    const rec::RecordingPlan plan = EdgePlan(6, 8, true, {20, 20});
+    rec::Recording recording = rec::buildRecording(plan);
+    const rec::MemberInfo &first = recording.info.files[0];
+    const double tStart = first.firstTime + 3.0, tStop = recording.info.files[1].firstTime + 10.5;
+    std::vector<ModelRecord> all = ModelRecords(recording.info, 0, 39, plan.flags);
+    for (int r : {8, 12}) {
+        all[size_t(r)].t1 = std::floor(r == 8 ? tStart - 50.0 : tStop + 5000.0);
+        const size_t at = size_t(first.headerLength) + size_t(r) * size_t(first.recordLength);
+        rec::putBEDouble(&recording.contents[0][at], all[size_t(r)].t1);
+    }
+    WriteBuilt(recording, dir_.path());
+    const std::string path = recording.info.path(first);
+    std::vector<ModelRecord> window(all.begin() + 3, all.begin() + 32);
+    for (ModelRecord &r : window) r.outside = r.t1 + r.t2 < tStart || r.t1 + r.t2 > tStop;
+    for (int points : {8, 100}) {
+        for (int quantity : {2, 1}) {
+            Call call{R::kXt3, quantity};
+            call.points = points;
+            call.tStart = tStart;
+            call.tStop = tStop;
+            SCOPED_TRACE(call.Name() + " points " + std::to_string(points));
+            const Call want = Check(call, path, plan, window, {{quantity, 0, 0}, points == 8 ? 4 : 0, 29});
+            EXPECT_EQ(want.out.result, points == 8 ? 8 : quantity == 2 ? 26 : 29);
+        }
+    }
+    Call exact{R::kXt3};  // the stop record at exactly TStop lies inside the bounds
+    exact.points = 100, exact.tStart = tStart, exact.tStop = recording.info.files[1].firstTime + 10.0;
+    std::vector<ModelRecord> upToStop(window.begin(), window.end() - 1);
+    Check(exact, path, plan, upToStop, {{2, 0, 0}, 0, 28});
+    Call open{R::kXt3};  // a TStop at or after the end is no bound
+    open.points = 100;
+    open.tStop = tStop + 500.0;
+    Check(open, path, plan, all, {{2, 0, 0}, 0, 40});
+}
+
+class FftAllTest : public ReaderTest {};
+
+// A reference beyond the record leaves the relative codes out; the others
+// do not read it.
+TEST_F(FftAllTest, ReferencesBeyondTheRecord) {
+    const rec::RecordingPlan plan = EdgePlan(6, 6, true, {5});
+    const rec::RecordingInfo info = Write(plan);
+    struct Case {
+        R reader;
+        int quantity, minMax, firstHarmonic;
+        Corrected c;
+        bool read;
+    };
+    const Case cases[] = {
+        {R::kAll1, 9, 1, 1 << 24, {9, 0, 0}, false},  {R::kAll2, 6, 1, 1 << 24, {6, 0, 0}, false},
+        {R::kAll2, 10, 0, 1 << 24, {2, 1, 0}, true},  {R::kAll1, 2, 1, -3, {2, 0, 0}, true},
+    };
+    for (const Case &k : cases) {
+        Call call{k.reader, k.quantity, k.minMax};
+        call.firstHarmonic = k.firstHarmonic;
+        call.rows = 6;
+        SCOPED_TRACE(call.Name() + " reference " + std::to_string(k.firstHarmonic));
+        Check(call, PathOf(info, 0), plan, ModelRecords(info, 0, k.read ? 4 : -1, plan.flags),
+              {k.c, 1, 1, 6});
     }
 }
 
