@@ -204,7 +204,7 @@ TEST(FrameLibrary, SharedLibraryExportsTheReadersAndHostInterfaceOnly) {
     ASSERT_NE(library, nullptr) << dlerror();
     for (const calls::ExportInfo &e : calls::Exports()) EXPECT_NE(dlsym(library, e.name), nullptr) << e.name;
     for (std::string name : {"TrovaSetProgressCallback", "TrovaRequestCancel", "DllMain",
-                             "TrovaSetCompletionPause", "TrovaSetLogDirectory", "TrovaDescribeRecording",
+                             "TrovaSetCompletionPause", "TrovaSetLogDirectory", "TrovaDescribeRecording", "TrovaForgetRecording",
                              "_ZN5trova13Reader_ThreadEPv", "_ZN5trova9FileTableE"}) {
         EXPECT_EQ(dlsym(library, name.c_str()) != nullptr, name.rfind("Trova", 0) == 0) << name;
     }

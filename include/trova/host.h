@@ -51,6 +51,18 @@ TROVA_API void TrovaSetCompletionPause(int milliseconds);
  * (The Windows build always logs to C:\Temp\TrovaDLL.LOG.) */
 TROVA_API void TrovaSetLogDirectory(const char *directory);
 
+/* Makes the next reader call find and read the recording's files again, as
+ * the first call on a path does (with the same log lines). The readers keep
+ * the file table of the last recording they read, keyed by the path string
+ * alone: after the files behind a path were replaced by a recording of
+ * another geometry, a later call with that path would still read them as
+ * the old one, and write as many channels, phases or harmonic positions as
+ * the old one had. A caller that sizes its arrays from
+ * TrovaDescribeRecording (which always reads the files as they are now)
+ * calls this before a reader call whenever its description is newer than
+ * the readers' table; the Python package and the trova command do. */
+TROVA_API void TrovaForgetRecording(void);
+
 #ifdef __cplusplus
 }
 #endif

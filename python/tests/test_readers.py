@@ -159,3 +159,18 @@ def test_conversions_keep_the_shape_of_the_data(recordings):
     assert len(long) == 3 * 12 + 2 * 3 and long["harmonic"].isna().sum() == 6
     histogram = trova.histogram(trend).to_long()
     assert len(histogram) == 300 and histogram["value"].sum() == 3 * 180
+
+
+def test_recording_replaced_under_the_same_path_is_read_as_it_is_now(tmp_path):
+    # The library caches a recording's files by path; the package sizes its
+    # arrays from the files as they are, so the reader must read them so too.
+    from conftest import write
+    live = tmp_path / "live"
+    for harmonics in (50, 12):
+        for old in live.glob("*") if live.exists() else ():
+            old.unlink()
+        first = write(live, "harmonic", files="30,30", harmonics=harmonics, step=0)["first"]
+        result = trova.spectrum_trend(first, quantity=1)
+        assert result.statistics["mean"].shape[1] == harmonics
+        np.testing.assert_array_equal(result.statistics["mean"][0, :, 0],
+                                      harmonic_value(0, 2, 0, 0, np.arange(harmonics)))

@@ -149,6 +149,7 @@ HOST_PROTOTYPES = {
     "TrovaRequestCancel": (None, []),
     "TrovaSetCompletionPause": (None, [c_int]),
     "TrovaSetLogDirectory": (None, [c_char_p]),
+    "TrovaForgetRecording": (None, []),
     "TrovaDescribeRecording": (c_int, [c_char_p, c_int, c_double, c_double,
                                        POINTER(TrovaRecordingInfo), POINTER(TrovaFileInfo), c_int]),
 }

@@ -105,6 +105,9 @@ def _ptr(array, ctype):
 
 # ---- one call ----------------------------------------------------------------
 
+_last_read = None  # the description behind the library's cached table
+
+
 class _Call:
     """The describe, the C call and the status of one reader call."""
 
@@ -117,6 +120,14 @@ class _Call:
         self.function = getattr(_library.library(), export)
 
     def run(self, arguments, progress, total=100):
+        # The arrays are sized from a description of the files as they are
+        # now. The library keeps the table of the last recording it read by
+        # path alone; unless that was this very description's recording, it
+        # may predate a change of the files (or be of the other variant).
+        global _last_read
+        if self.recording is not _last_read:
+            _library.library().TrovaForgetRecording()
+        _last_read = self.recording
         result, self.cancel_requested = _call.run(self.function, arguments, progress, total,
                                                   self.export)
         return result

@@ -1,5 +1,6 @@
 #include "files/file_table.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 
@@ -86,9 +87,15 @@ bool BuildTable(const std::vector<std::string> &slots, HeaderVariant variant, Ta
     return true;
 }
 
+namespace {
+std::atomic<bool> gForget{false};
+}  // namespace
+
+void ForgetFileTable() { gForget.store(true); }
+
 void EnsureFileTable(const char *PathFile, HeaderVariant variant) {
     const char *path = PathFile != nullptr ? PathFile : "";
-    if (std::strcmp(FileTable.cachedPath, path) != 0) ReleaseFileTable();
+    if (gForget.exchange(false) || std::strcmp(FileTable.cachedPath, path) != 0) ReleaseFileTable();
     if (FileTable.valid) return;
 
     ReleaseFileTable();

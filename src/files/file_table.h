@@ -55,6 +55,11 @@ bool BuildTable(const std::vector<std::string> &slots, HeaderVariant variant, Ta
 // that cannot name a recording gives an empty table (and is not cached).
 void EnsureFileTable(const char *PathFile, HeaderVariant variant);
 
+// Asks the next EnsureFileTable to build the table afresh even for the
+// cached path (any thread, at any time; the worker that holds the table
+// acts on it).
+void ForgetFileTable();
+
 // Frees a table's entries and empties it; ReleaseFileTable does so for the
 // module's table (process detach).
 void ReleaseTable(FileTableState &table);

@@ -2,6 +2,10 @@
 #include "files/record_file.h"
 #include "frame/module_state.h"
 
+#ifndef _WIN32
+#include "trova/host.h"
+#endif
+
 namespace trova {
 
 HINSTANCE ModuleHandle = nullptr;
@@ -42,4 +46,6 @@ __attribute__((destructor)) void TrovaProcessDetach() {
     DllMain(reinterpret_cast<HINSTANCE>(&gModuleToken), DLL_PROCESS_DETACH, nullptr);
 }
 }  // namespace
+
+extern "C" void TrovaForgetRecording(void) { trova::ForgetFileTable(); }
 #endif

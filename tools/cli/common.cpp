@@ -180,6 +180,7 @@ Recording Describe(const CallOptions &options, int variant) {
         }
         break;
     }
+    TrovaForgetRecording();  // the reader call sized from this reads the files as described
     if (access(path.c_str(), R_OK) != 0) {
         throw Failure("cannot read " + path + ": " + std::strerror(errno));
     }
