@@ -1,13 +1,12 @@
 // TrovaDescribeRecording: what it reports is what the recording writer
-// wrote; it leaves the readers' cached table, log and dialogs alone.
+// wrote. That it leaves the readers' cached table, log and dialogs alone is
+// checked through the Python package, which relies on it.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <string>
 #include <tuple>
 #include <vector>
 
-#include "files/file_table.h"
-#include "platform/posix/dialog_probe.h"
 #include "support/test_support.h"
 #include "trova/describe.h"
 
@@ -101,57 +100,6 @@ TEST_F(Describe, PathsThatNameNoRecordingAndBadArguments) {
               TROVA_DESCRIBE_BAD_ARGUMENT);
     EXPECT_EQ(TrovaDescribeRecording(none.c_str(), 0, -1, -1, &info_, nullptr, 2),
               TROVA_DESCRIBE_BAD_ARGUMENT);
-}
-
-// A reader call after a description gives what it gives without one: same
-// outputs, log lines and progress; the cached table is not touched.
-TEST_F(Describe, LeavesTheReadersStateAlone) {
-    rec::RecordingPlan plan;
-    plan.add(30), plan.add(30);
-    const rec::RecordingInfo a = Write(plan);
-    const std::string path = PathOf(a, 0);
-    struct Outcome {
-        std::vector<float> mean;
-        std::vector<std::string> log;
-        std::vector<int> progress;
-        int status, result, dialogs;
-        bool operator==(const Outcome &o) const {
-            return std::tie(mean, log, progress, status, result, dialogs) ==
-                   std::tie(o.mean, o.log, o.progress, o.status, o.result, o.dialogs);
-        }
-    };
-    auto call = [&](bool describeFirst) {
-        ForgetFileTable();
-        ClearLog();
-        progress_.clear();
-        const int dialogsBefore = platform::probe::LastDialog().openCount;
-        if (describeFirst) {
-            EXPECT_EQ(Run(path, TROVA_VARIANT_HARMONIC), TROVA_DESCRIBE_NO_FILES);
-            EXPECT_EQ(Run(path, TROVA_VARIANT_AUTO), TROVA_DESCRIBE_OK);
-            EXPECT_STREQ(FileTable.cachedPath, "");
-        }
-        char label[] = "t", button[] = "b";
-        std::vector<char> file(path.begin(), path.end());
-        file.push_back('\0');
-        // Seven points for each of three channels, with room to spare.
-        int points = 7, factor = 0, status = -1, flags[64];
-        std::vector<float> lo(64), hi(64), mean(64);
-        double times[64];
-        Outcome o;
-        o.result = Reader_XT(2, 1, -1, -1, 0, label, file.data(), &points, lo.data(), hi.data(),
-                             mean.data(), times, flags, &factor, button, &status);
-        o.mean = mean, o.log = LogLines(), o.progress = progress_, o.status = status;
-        o.dialogs = platform::probe::LastDialog().openCount - dialogsBefore;
-        return o;
-    };
-    const Outcome plain = call(false);
-    EXPECT_TRUE(call(true) == plain);
-    // With a table cached, a description of another path leaves it cached.
-    rec::RecordingPlan other;
-    other.stem = "other", other.add(3);
-    Write(other);
-    ASSERT_EQ(Run(dir_.file("other.001.dat"), TROVA_VARIANT_AUTO), TROVA_DESCRIBE_OK);
-    EXPECT_EQ(std::string(FileTable.cachedPath), path);
 }
 
 }  // namespace
