@@ -9,7 +9,8 @@ and the package's function (describe, arrays, helper thread, result
 object). Prints the median of each and the overhead in percent, and, less
 exposed to a busy machine, the package's time beside the time of the C
 call inside the same package call. The first package call on a recording
-also describes it (reading every member once); that is printed apart.
+also describes it (each member's header and first and last record); that
+is printed apart.
 """
 import ctypes
 import os
