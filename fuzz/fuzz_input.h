@@ -1,14 +1,4 @@
-// The input of the generic reader fuzz target, shared with the seed maker.
-#pragma once
-
-#include <cstdint>
-#include <cstring>
-#include <string>
-#include <vector>
-
-namespace trova::fuzz {
-
-// The input of the generic reader target (fuzz_readers.cpp): which of the
+// The input of the reader fuzz target (fuzz_readers.cpp): which of the
 // thirteen readers runs and every argument it takes, then the members.
 //   byte 0      reader kind: 1 + byte % 13 (the dialog's kinds)
 //   byte 1      bits 0-1: file count - 1 (at most 4 files); bit 2: TStart
@@ -22,66 +12,76 @@ namespace trova::fuzz {
 //   bytes 28-31 ExtRef (trend readers) or Percentil (tables), a native float
 //   bytes 32-47 HMin, HMax (native doubles)
 //   then per file: a little-endian 16-bit length and that many bytes.
-struct ReaderCall {
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "reader_call.h"
+
+namespace trova::fuzz {
+
+struct FuzzCall {
     int kind = 11;
-    int quantity = 0, minMax = 0, points = 1, harmonic = 1, firstHarmonic = 1, join = 0;
-    int hMinMax = 0, flagged = 0;
-    double tStart = -1.0, tStop = -1.0;
-    float value = 0.0f;  // ExtRef or Percentil
-    double hMin = 0.0, hMax = 0.0;
+    calls::Args args;
     std::vector<std::vector<uint8_t>> files;
 };
 
-constexpr size_t kReaderCallHeader = 48;
+constexpr size_t kHeader = 48;
 
-inline bool DecodeReaderCall(const uint8_t *data, size_t size, ReaderCall &call) {
-    if (size < kReaderCallHeader) return false;
+// The integer arguments in the order of bytes 2-9.
+inline std::array<int *, 8> IntegerArgs(calls::Args &a) {
+    return {&a.quantity, &a.minMax, &a.points, &a.harmonic, &a.firstHarmonic, &a.join, &a.hMinMax, &a.flagged};
+}
+
+inline bool DecodeReaderCall(const uint8_t *data, size_t size, FuzzCall &call) {
+    if (size < kHeader) return false;
+    calls::Args &a = call.args;
     call.kind = 1 + data[0] % 13;
-    const int fileCount = (data[1] & 3) + 1;
-    int *const bytes[] = {&call.quantity, &call.minMax, &call.points, &call.harmonic,
-                          &call.firstHarmonic, &call.join, &call.hMinMax, &call.flagged};
-    for (int i = 0; i < 8; ++i) *bytes[i] = static_cast<int8_t>(data[2 + i]);
-    call.points = static_cast<int>(data[4]) - 2;
-    std::memcpy(&call.tStart, data + 12, 8);
-    std::memcpy(&call.tStop, data + 20, 8);
-    std::memcpy(&call.value, data + 28, 4);
-    std::memcpy(&call.hMin, data + 32, 8);
-    std::memcpy(&call.hMax, data + 40, 8);
-    if (data[1] & 4) call.tStart = -1.0;
-    if (data[1] & 8) call.tStop = -1.0;
-    static const double kSpecial[] = {0.0, __builtin_nan(""), __builtin_inf(), -__builtin_inf()};
-    const int special[3] = {data[10] & 3, (data[10] >> 2) & 3, (data[10] >> 4) & 3};
-    if (special[0] != 0) call.value = static_cast<float>(kSpecial[special[0]]);
-    if (special[1] != 0) call.hMin = kSpecial[special[1]];
-    if (special[2] != 0) call.hMax = kSpecial[special[2]];
-    size_t at = kReaderCallHeader;
+    for (int i = 0; i < 8; ++i) *IntegerArgs(a)[i] = static_cast<int8_t>(data[2 + i]);
+    a.points = static_cast<int>(data[4]) - 2;
+    std::memcpy(&a.tStart, data + 12, 8);
+    std::memcpy(&a.tStop, data + 20, 8);
+    std::memcpy(&a.extRef, data + 28, 4);
+    std::memcpy(&a.hMin, data + 32, 8);
+    std::memcpy(&a.hMax, data + 40, 8);
+    if (data[1] & 4) a.tStart = -1.0;
+    if (data[1] & 8) a.tStop = -1.0;
+    static const double kSpecial[] = {0.0, NAN, INFINITY, -INFINITY};
+    if (data[10] & 3) a.extRef = static_cast<float>(kSpecial[data[10] & 3]);
+    if ((data[10] >> 2) & 3) a.hMin = kSpecial[(data[10] >> 2) & 3];
+    if ((data[10] >> 4) & 3) a.hMax = kSpecial[(data[10] >> 4) & 3];
+    a.percentil = a.extRef;
+    a.button = "Stop";
     call.files.clear();
-    for (int f = 0; f < fileCount && at + 2 <= size; ++f) {
-        size_t length = data[at] | (static_cast<size_t>(data[at + 1]) << 8);
-        at += 2;
-        if (length > size - at) length = size - at;
-        call.files.emplace_back(data + at, data + at + length);
-        at += length;
+    for (size_t f = 0, at = kHeader; f <= (data[1] & 3u) && at + 2 <= size; ++f) {
+        const size_t length = std::min<size_t>(data[at] | size_t{data[at + 1]} << 8, size - at - 2);
+        call.files.emplace_back(data + at + 2, data + at + 2 + length);
+        at += 2 + length;
     }
     return !call.files.empty();
 }
 
-inline std::vector<uint8_t> EncodeReaderCall(const ReaderCall &call, bool startOpen,
-                                             bool stopOpen) {
-    std::vector<uint8_t> out(kReaderCallHeader, 0);
+// The input that decodes to `call` (ExtRef from the trend readers' args,
+// Percentil from the others').
+inline std::vector<uint8_t> EncodeReaderCall(FuzzCall call) {
+    calls::Args &a = call.args;
+    std::vector<uint8_t> out(kHeader, 0);
     out[0] = static_cast<uint8_t>(call.kind - 1);
-    out[1] = static_cast<uint8_t>((call.files.size() - 1) | (startOpen ? 4 : 0) |
-                                  (stopOpen ? 8 : 0));
-    const int bytes[] = {call.quantity, call.minMax, call.points + 2, call.harmonic,
-                         call.firstHarmonic, call.join, call.hMinMax, call.flagged};
-    for (int i = 0; i < 8; ++i) out[size_t(2 + i)] = static_cast<uint8_t>(bytes[i]);
-    std::memcpy(&out[12], &call.tStart, 8);
-    std::memcpy(&out[20], &call.tStop, 8);
-    std::memcpy(&out[28], &call.value, 4);
-    std::memcpy(&out[32], &call.hMin, 8);
-    std::memcpy(&out[40], &call.hMax, 8);
+    out[1] = static_cast<uint8_t>((call.files.size() - 1) | (a.tStart == -1.0 ? 4 : 0) | (a.tStop == -1.0 ? 8 : 0));
+    a.points += 2;
+    for (int i = 0; i < 8; ++i) out[size_t(2 + i)] = static_cast<uint8_t>(*IntegerArgs(a)[i]);
+    std::memcpy(&out[12], &a.tStart, 8);
+    std::memcpy(&out[20], &a.tStop, 8);
+    std::memcpy(&out[28], call.kind >= 11 ? &a.extRef : &a.percentil, 4);
+    std::memcpy(&out[32], &a.hMin, 8);
+    std::memcpy(&out[40], &a.hMax, 8);
     for (const std::vector<uint8_t> &file : call.files) {
-        const size_t length = file.size() < 65535 ? file.size() : 65535;
+        const size_t length = std::min<size_t>(file.size(), 65535);
         out.push_back(static_cast<uint8_t>(length & 0xFF));
         out.push_back(static_cast<uint8_t>(length >> 8));
         out.insert(out.end(), file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length));

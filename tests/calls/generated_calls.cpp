@@ -68,7 +68,12 @@ GeneratedCall CallGenerator::Next(const std::string &directory) {
     const rec::RecordingInfo info = rec::writeRecording(directory + "/" + name, RandomPlan(r, harmonic, 6, records_));
     const std::vector<rec::MemberInfo> table = info.table();
     call.path = std::string(name) + "/" + (table.empty() ? "meas.001.dat" : table[r.next() % table.size()].name);
-    Args &a = call.args;
+    call.args = RandomArgs(r, info);
+    return call;
+}
+
+Args RandomArgs(rec::SplitMix64 &r, const rec::RecordingInfo &info) {
+    Args a;
     a.tStart = RandomTime(r, info);
     a.tStop = RandomTime(r, info);
     a.quantity = int(r.next() % 20) - 2;
@@ -84,7 +89,7 @@ GeneratedCall CallGenerator::Next(const std::string &directory) {
     a.percentil = float(r.next() % 5) / 4.0f;
     a.extRef = r.next() % 3 ? 0.0f : -1.0f;
     a.label = "generated";
-    return call;
+    return a;
 }
 
 }  // namespace trova::calls

@@ -27,6 +27,10 @@ struct GeneratedCall {
 // damaged member; at most `members` members of at most `records` records.
 rec::RecordingPlan RandomPlan(rec::SplitMix64 &random, bool harmonic, int members, int records);
 
+// Random arguments for a call on the recording `info` describes: a window in
+// or around its times (or open), codes a little beyond the valid ones.
+Args RandomArgs(rec::SplitMix64 &random, const rec::RecordingInfo &info);
+
 class CallGenerator {
 public:
     // Recordings of at most six members of at most `records` records each.

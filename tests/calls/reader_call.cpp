@@ -1,11 +1,10 @@
 #include "reader_call.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <sstream>
 #include <tuple>
 #include <type_traits>
@@ -15,29 +14,58 @@ namespace trova::calls {
 
 // ---- exports -----------------------------------------------------------------
 
+#define TROVA_HEAD "quantity minMax tStart tStop "
+#define TROVA_TAIL " button firstHarmonic join Status"
+#define TROVA_ROWS(k) " MinValues" #k "*100r" #k " MaxValues" #k "*100r" #k " MeanValues" #k "*100r" #k
+#define TROVA_FFT_HIST TROVA_HEAD "label path HStart*h HWidth*h HCounts*100h harmonic" TROVA_TAIL
+#define TROVA_TABLE TROVA_HEAD "label path button firstHarmonic HarmTable*500h ValueATable*h " \
+    "ValueBTable*h percentil join Status HarmCount"
+#define TROVA_FFT_XT TROVA_HEAD "label path points MinValues*x MaxValues*x MeanValues*x Times*2p FlagWords*p " \
+    "harmonic InterleaveFactor" TROVA_TAIL
+#define TROVA_ALL TROVA_HEAD "label path" TROVA_ROWS(0) TROVA_ROWS(1) TROVA_ROWS(2) TROVA_ROWS(3) \
+    " Times*200 FlagWords*100 InterleaveFactor" TROVA_TAIL " HarmCount"
+#define TROVA_FLAGGED " flagged FFlaggedPoints FTotalPoints"
+
 const std::vector<ExportInfo> &Exports() {
     // The decorated name is the one resources/trova.def exports.
     static const std::vector<ExportInfo> exports = {
-        {Export::XT, "Reader_XT", "Reader_XT", 11, false},
-        {Export::XT2, "Reader_XT2", "Reader_XT2", 12, false},
-        {Export::HIST, "Reader_HIST", "Reader_HIST", 13, false},
-        {Export::FFT_XT1, "Reader_FFT_XT1", "Reader_FFT_XT1", 1, true},
-        {Export::FFT_XT2, "Reader_FFT_XT2", "Reader_FFT_XT2", 2, true},
-        {Export::FFT_XT3, "Reader_FFT_XT3", "Reader_FFT_XT3", 3, true},
-        {Export::FFT_ALL_XT1, "Reader_FFT_ALL_Harmonics_XT1", "Reader_FFT_ALL_Harmonics_XT1", 8, true},
-        {Export::FFT_ALL_XT2, "Reader_FFT_ALL_Harmonics_XT2", "Reader_FFT_ALL_Harmonics_XT2", 9, true},
-        {Export::FFT_ALL_XT3, "Reader_FFT_ALL_Harmonics_XT3", "Reader_FFT_ALL_Harmonics_XT3", 10, true},
-        {Export::FFT_HIST1, "Reader_FFT_HIST1", "Reader_FFT_HIST1", 4, true},
+        {Export::XT, "Reader_XT", "Reader_XT", 11, false,
+         TROVA_HEAD "extRef label path points MinValues*5p MaxValues*5p MeanValues*5p Times*2p "
+                    "FlagWords*p InterleaveFactor button Status"},
+        {Export::XT2, "Reader_XT2", "Reader_XT2", 12, false,
+         TROVA_HEAD "extRef label path points Values*5p Times*2p FlagWords*p InterleaveFactor button Status"},
+        {Export::HIST, "Reader_HIST", "Reader_HIST", 13, false,
+         TROVA_HEAD "extRef label path HStart*c HWidth*c HCounts*100g button Status hMinMax hMin hMax "
+                    "HRangePoints*g HTotalPoints*g" TROVA_FLAGGED},
+        {Export::FFT_XT1, "Reader_FFT_XT1", "Reader_FFT_XT1", 1, true, TROVA_FFT_XT},
+        {Export::FFT_XT2, "Reader_FFT_XT2", "Reader_FFT_XT2", 2, true, TROVA_FFT_XT},
+        {Export::FFT_XT3, "Reader_FFT_XT3", "Reader_FFT_XT3", 3, true,
+         TROVA_HEAD "label path points Values*x Times*2p FlagWords*p harmonic InterleaveFactor" TROVA_TAIL},
+        {Export::FFT_ALL_XT1, "Reader_FFT_ALL_Harmonics_XT1", "Reader_FFT_ALL_Harmonics_XT1", 8, true, TROVA_ALL},
+        {Export::FFT_ALL_XT2, "Reader_FFT_ALL_Harmonics_XT2", "Reader_FFT_ALL_Harmonics_XT2", 9, true, TROVA_ALL},
+        {Export::FFT_ALL_XT3, "Reader_FFT_ALL_Harmonics_XT3", "Reader_FFT_ALL_Harmonics_XT3", 10, true,
+         TROVA_HEAD "label path Values0*100r0 Values1*100r1 Values2*100r2 Values3*100r3 Times*200 "
+                    "FlagWords*100 InterleaveFactor" TROVA_TAIL " HarmCount"},
+        {Export::FFT_HIST1, "Reader_FFT_HIST1", "Reader_FFT_HIST1", 4, true, TROVA_FFT_HIST},
 #ifdef _WIN32
-        {Export::FFT_HIST2, "Reader_FFT_HIST2", "?Reader_FFT_HIST2@@YAHHHNNPEAD0PEAN1PEAJJ0JJ2JNN22J22@Z", 5, true},
+        {Export::FFT_HIST2, "Reader_FFT_HIST2", "?Reader_FFT_HIST2@@YAHHHNNPEAD0PEAN1PEAJJ0JJ2JNN22J22@Z", 5,
 #else
-        {Export::FFT_HIST2, "Reader_FFT_HIST2", "Reader_FFT_HIST2", 5, true},
+        {Export::FFT_HIST2, "Reader_FFT_HIST2", "Reader_FFT_HIST2", 5,
 #endif
-        {Export::FFT_Table1, "Reader_FFT_Table1", "Reader_FFT_Table1", 6, true},
-        {Export::FFT_Table2, "Reader_FFT_Table2", "Reader_FFT_Table2", 7, true},
+         true, TROVA_FFT_HIST " hMinMax hMin hMax HRangePoints*h HTotalPoints*h" TROVA_FLAGGED},
+        {Export::FFT_Table1, "Reader_FFT_Table1", "Reader_FFT_Table1", 6, true, TROVA_TABLE},
+        {Export::FFT_Table2, "Reader_FFT_Table2", "Reader_FFT_Table2", 7, true, TROVA_TABLE TROVA_FLAGGED},
     };
     return exports;
 }
+#undef TROVA_HEAD
+#undef TROVA_TAIL
+#undef TROVA_ROWS
+#undef TROVA_FFT_HIST
+#undef TROVA_TABLE
+#undef TROVA_FFT_XT
+#undef TROVA_ALL
+#undef TROVA_FLAGGED
 
 const ExportInfo &InfoOf(Export id) { return Exports()[static_cast<size_t>(id)]; }
 
@@ -54,99 +82,71 @@ std::vector<std::string> BindReaders(const Lookup &lookup, Readers &readers) {
         readers.reader[static_cast<int>(e.id)] = lookup(e.exportName);
         if (readers.reader[static_cast<int>(e.id)] == nullptr) missing.emplace_back(e.exportName);
     }
-    readers.describe =
-        reinterpret_cast<decltype(&::TrovaDescribeRecording)>(lookup("TrovaDescribeRecording"));
+    readers.describe = reinterpret_cast<decltype(&::TrovaDescribeRecording)>(lookup("TrovaDescribeRecording"));
     if (readers.describe == nullptr) missing.emplace_back("TrovaDescribeRecording");
     return missing;
 }
 
-// ---- arguments as text ---------------------------------------------------------
+// ---- arguments by name, as text --------------------------------------------------
 
 namespace {
 
-struct Field {
-    const char *key;
-    int Args::*integer = nullptr;
-    double Args::*real = nullptr;
-    float Args::*single = nullptr;
-    std::string Args::*text = nullptr;
-};
+// Calls f(name, field) for every field of Args.
+template <class A, class F>
+void VisitArgs(A &a, F &&f) {
+    f("quantity", a.quantity), f("minMax", a.minMax), f("tStart", a.tStart), f("tStop", a.tStop);
+    f("extRef", a.extRef), f("points", a.points), f("harmonic", a.harmonic);
+    f("firstHarmonic", a.firstHarmonic), f("join", a.join), f("hMinMax", a.hMinMax);
+    f("hMin", a.hMin), f("hMax", a.hMax), f("flagged", a.flagged), f("percentil", a.percentil);
+    f("label", a.label), f("button", a.button);
+}
 
-const Field kFields[] = {
-    {"quantity", &Args::quantity}, {"minMax", &Args::minMax},
-    {"tStart", nullptr, &Args::tStart}, {"tStop", nullptr, &Args::tStop},
-    {"extRef", nullptr, nullptr, &Args::extRef}, {"points", &Args::points},
-    {"harmonic", &Args::harmonic}, {"firstHarmonic", &Args::firstHarmonic},
-    {"join", &Args::join}, {"hMinMax", &Args::hMinMax},
-    {"hMin", nullptr, &Args::hMin}, {"hMax", nullptr, &Args::hMax},
-    {"flagged", &Args::flagged}, {"percentil", nullptr, nullptr, &Args::percentil},
-    {"label", nullptr, nullptr, nullptr, &Args::label},
-    {"button", nullptr, nullptr, nullptr, &Args::button},
-};
+std::string Text(int v) { return std::to_string(v); }
+std::string Text(const std::string &v) { return "\"" + v + "\""; }
+std::string Text(double v) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%a", v);
+    return text;
+}
+
+bool Read(const std::string &s, std::string &v) { return v = s, true; }
+template <class T>
+bool Read(const std::string &s, T &v) {
+    char *stop = nullptr;
+    if constexpr (std::is_integral_v<T>) v = static_cast<T>(std::strtol(s.c_str(), &stop, 10));
+    if constexpr (!std::is_integral_v<T>) v = static_cast<T>(std::strtod(s.c_str(), &stop));
+    return !s.empty() && *stop == '\0';
+}
 
 }  // namespace
 
 std::string FormatArgs(const Args &args) {
     static const Args defaults;
+    std::vector<std::string> fallback;
+    VisitArgs(defaults, [&](const char *, const auto &v) { fallback.push_back(Text(v)); });
     std::string out;
-    char value[64];
-    for (const Field &f : kFields) {
-        if (f.integer != nullptr) std::snprintf(value, sizeof value, "%d", args.*f.integer);
-        if (f.real != nullptr) std::snprintf(value, sizeof value, "%a", args.*f.real);
-        if (f.single != nullptr) std::snprintf(value, sizeof value, "%a", double(args.*f.single));
-        const bool same = f.integer != nullptr ? args.*f.integer == defaults.*f.integer
-                          : f.real != nullptr  ? std::memcmp(&(args.*f.real), &(defaults.*f.real), sizeof(double)) == 0
-                          : f.single != nullptr ? std::memcmp(&(args.*f.single), &(defaults.*f.single), sizeof(float)) == 0
-                                                : args.*f.text == defaults.*f.text;
-        if (same) continue;
-        out += (out.empty() ? "" : " ") + std::string(f.key) + "=";
-        out += f.text != nullptr ? "\"" + args.*f.text + "\"" : std::string(value);
-    }
+    size_t i = 0;
+    VisitArgs(args, [&](const char *key, const auto &v) {
+        if (Text(v) != fallback[i++]) out += (out.empty() ? "" : " ") + std::string(key) + "=" + Text(v);
+    });
     return out;
 }
 
 bool ParseArgs(const std::string &text, Args &args, std::string &error) {
-    size_t at = 0;
-    while (at < text.size()) {
-        if (text[at] == ' ') {
-            ++at;
-            continue;
-        }
+    for (size_t at = text.find_first_not_of(' '); at != std::string::npos; at = text.find_first_not_of(' ', at)) {
         const size_t equals = text.find('=', at);
-        if (equals == std::string::npos) {
-            error = "\"" + text.substr(at) + "\" is not key=value";
-            return false;
-        }
+        if (equals == std::string::npos) return error = "\"" + text.substr(at) + "\" is not key=value", false;
         const std::string key = text.substr(at, equals - at);
-        const bool quoted = equals + 1 < text.size() && text[equals + 1] == '"';
-        const size_t end = quoted ? text.find('"', equals + 2) : text.find(' ', equals);
-        if (quoted && end == std::string::npos) {
-            error = key + ": the quoted value has no closing quote";
-            return false;
-        }
-        const size_t from = equals + 1 + (quoted ? 1 : 0);
-        const std::string value = text.substr(from, (end == std::string::npos ? text.size() : end) - from);
-        at = end == std::string::npos ? text.size() : end + (quoted ? 1 : 0);
-        const Field *field = nullptr;
-        for (const Field &f : kFields) field = key == f.key ? &f : field;
-        char *stop = nullptr;
-        if (field == nullptr) {
-            error = "unknown argument \"" + key + "\"";
-            return false;
-        } else if (field->text != nullptr) {
-            args.*field->text = value;
-            continue;
-        } else if (field->integer != nullptr) {
-            args.*field->integer = static_cast<int>(std::strtol(value.c_str(), &stop, 10));
-        } else {
-            const double v = std::strtod(value.c_str(), &stop);
-            if (field->real != nullptr) args.*field->real = v;
-            if (field->single != nullptr) args.*field->single = static_cast<float>(v);
-        }
-        if (value.empty() || *stop != '\0') {
-            error = key + ": \"" + value + "\" is not a number";
-            return false;
-        }
+        const bool quoted = text.compare(equals + 1, 1, "\"") == 0;
+        const size_t from = equals + 1 + quoted, end = text.find(quoted ? '"' : ' ', from);
+        if (quoted && end == std::string::npos) return error = key + ": no closing quote", false;
+        const std::string value = text.substr(from, end == std::string::npos ? std::string::npos : end - from);
+        at = end == std::string::npos ? text.size() : end + quoted;
+        bool known = false, ok = false;
+        VisitArgs(args, [&](const char *k, auto &field) {
+            if (key == k) known = true, ok = Read(value, field);
+        });
+        if (!ok) return error = known ? key + ": \"" + value + "\" is not a number" : "unknown argument " + key, false;
     }
     return true;
 }
@@ -157,13 +157,11 @@ Shape DescribeShape(const Readers &readers, const char *path, bool harmonic) {
     Shape shape;
     TrovaRecordingInfo info{};
     const int variant = harmonic ? TROVA_VARIANT_HARMONIC : TROVA_VARIANT_TREND;
-    if (readers.describe(path, variant, -1.0, -1.0, &info, nullptr, 0) != TROVA_DESCRIBE_OK ||
-        info.fileCount < 1) {
+    if (readers.describe(path, variant, -1.0, -1.0, &info, nullptr, 0) != TROVA_DESCRIBE_OK || info.fileCount < 1) {
         return shape;
     }
     std::vector<TrovaFileInfo> files(static_cast<size_t>(info.fileCount));
-    if (readers.describe(path, variant, -1.0, -1.0, &info, files.data(), info.fileCount) !=
-        TROVA_DESCRIBE_OK) {
+    if (readers.describe(path, variant, -1.0, -1.0, &info, files.data(), info.fileCount) != TROVA_DESCRIBE_OK) {
         return shape;
     }
     shape.channels = static_cast<int>(std::min<uint32_t>(std::max<uint32_t>(1, info.channelCode), 1u << 20));
@@ -174,180 +172,104 @@ Shape DescribeShape(const Readers &readers, const char *path, bool harmonic) {
     return shape;
 }
 
-// ---- the parameter table -------------------------------------------------------
+// ---- the generic marshaller --------------------------------------------------------
 
 namespace {
 
-enum class Role : uint8_t {
-    kQuantity, kMinMax, kTStart, kTStop, kExtRef, kLabel, kPath, kButton, kHarmonic,
-    kFirstHarmonic, kJoin, kHMinMax, kHMin, kHMax, kFlagged, kPercentil, kPoints, kOut,
-};
-
-// An output's element count: `times` × the unit's value.
-enum class Unit : uint8_t {
-    kOne,
-    kRoom,       // Points (0 when not positive)
-    kChannels,   // trend: the header's channel count
-    kGroups,     // trend histogram: 1, 3, 4 or 5 channel groups
-    kPhases,     // harmonic: P
-    kPhaseRoom,  // harmonic series: P × Points
-    kRows,       // all-harmonics: H for a phase below P, else 0
-};
-
+// One parameter of ExportInfo::params.
 struct Param {
-    Role role;
-    const char *name = nullptr;
+    std::string name;
+    bool output = false;
     int times = 1;
-    Unit unit = Unit::kOne;
+    char unit = '1';
     int phase = 0;
 };
 
-constexpr Param In(Role role) { return {role}; }
-constexpr Param Out(const char *name, int times = 1, Unit unit = Unit::kOne, int phase = 0) {
-    return {Role::kOut, name, times, unit, phase};
+std::vector<Param> ParseParams(const char *text) {
+    std::vector<Param> params;
+    std::istringstream words(text);
+    for (std::string word; words >> word;) {
+        Param p;
+        const size_t star = word.find('*');
+        p.name = word.substr(0, star);
+        p.output = std::isupper(static_cast<unsigned char>(word[0])) != 0;
+        if (star != std::string::npos) {
+            char *unit = nullptr;
+            p.times = static_cast<int>(std::strtol(word.c_str() + star + 1, &unit, 10));
+            if (unit == word.c_str() + star + 1) p.times = 1;
+            p.unit = *unit != '\0' ? *unit : '1';
+            p.phase = *unit == 'r' ? unit[1] - '0' : 0;
+        }
+        params.push_back(p);
+    }
+    return params;
 }
 
-using R = Role;
-using U = Unit;
-#define TROVA_HEAD In(R::kQuantity), In(R::kMinMax), In(R::kTStart), In(R::kTStop)
-#define TROVA_TAIL In(R::kButton), In(R::kFirstHarmonic), In(R::kJoin), Out("Status")
-
-const Param kXt[] = {TROVA_HEAD, In(R::kExtRef), In(R::kLabel), In(R::kPath), In(R::kPoints),
-                     Out("MinValues", 5, U::kRoom), Out("MaxValues", 5, U::kRoom),
-                     Out("MeanValues", 5, U::kRoom), Out("Times", 2, U::kRoom),
-                     Out("FlagWords", 1, U::kRoom), Out("InterleaveFactor"), In(R::kButton),
-                     Out("Status")};
-const Param kXt2[] = {TROVA_HEAD, In(R::kExtRef), In(R::kLabel), In(R::kPath), In(R::kPoints),
-                      Out("Values", 5, U::kRoom), Out("Times", 2, U::kRoom),
-                      Out("FlagWords", 1, U::kRoom), Out("InterleaveFactor"), In(R::kButton),
-                      Out("Status")};
-const Param kHist[] = {TROVA_HEAD, In(R::kExtRef), In(R::kLabel), In(R::kPath),
-                       Out("HStart", 1, U::kChannels), Out("HWidth", 1, U::kChannels),
-                       Out("HCounts", 100, U::kGroups), In(R::kButton), Out("Status"),
-                       In(R::kHMinMax), In(R::kHMin), In(R::kHMax),
-                       Out("HRangePoints", 1, U::kGroups), Out("HTotalPoints", 1, U::kGroups),
-                       In(R::kFlagged), Out("FFlaggedPoints"), Out("FTotalPoints")};
-const Param kFftXt[] = {TROVA_HEAD, In(R::kLabel), In(R::kPath), In(R::kPoints),
-                        Out("MinValues", 1, U::kPhaseRoom), Out("MaxValues", 1, U::kPhaseRoom),
-                        Out("MeanValues", 1, U::kPhaseRoom), Out("Times", 2, U::kRoom),
-                        Out("FlagWords", 1, U::kRoom), In(R::kHarmonic), Out("InterleaveFactor"),
-                        TROVA_TAIL};
-const Param kFftXt3[] = {TROVA_HEAD, In(R::kLabel), In(R::kPath), In(R::kPoints),
-                         Out("Values", 1, U::kPhaseRoom), Out("Times", 2, U::kRoom),
-                         Out("FlagWords", 1, U::kRoom), In(R::kHarmonic), Out("InterleaveFactor"),
-                         TROVA_TAIL};
-#define TROVA_ROWS(n) \
-    Out("MinValues" #n, 100, U::kRows, n), Out("MaxValues" #n, 100, U::kRows, n), \
-        Out("MeanValues" #n, 100, U::kRows, n)
-const Param kFftAll[] = {TROVA_HEAD, In(R::kLabel), In(R::kPath), TROVA_ROWS(0), TROVA_ROWS(1),
-                         TROVA_ROWS(2), TROVA_ROWS(3), Out("Times", 200), Out("FlagWords", 100),
-                         Out("InterleaveFactor"), TROVA_TAIL, Out("HarmCount")};
-const Param kFftAll3[] = {TROVA_HEAD, In(R::kLabel), In(R::kPath),
-                          Out("Values0", 100, U::kRows, 0), Out("Values1", 100, U::kRows, 1),
-                          Out("Values2", 100, U::kRows, 2), Out("Values3", 100, U::kRows, 3),
-                          Out("Times", 200), Out("FlagWords", 100), Out("InterleaveFactor"),
-                          TROVA_TAIL, Out("HarmCount")};
-const Param kFftHist1[] = {TROVA_HEAD, In(R::kLabel), In(R::kPath), Out("HStart", 1, U::kPhases),
-                           Out("HWidth", 1, U::kPhases), Out("HCounts", 100, U::kPhases),
-                           In(R::kHarmonic), TROVA_TAIL};
-const Param kFftHist2[] = {TROVA_HEAD, In(R::kLabel), In(R::kPath), Out("HStart", 1, U::kPhases),
-                           Out("HWidth", 1, U::kPhases), Out("HCounts", 100, U::kPhases),
-                           In(R::kHarmonic), TROVA_TAIL, In(R::kHMinMax), In(R::kHMin),
-                           In(R::kHMax), Out("HRangePoints", 1, U::kPhases),
-                           Out("HTotalPoints", 1, U::kPhases), In(R::kFlagged),
-                           Out("FFlaggedPoints"), Out("FTotalPoints")};
-#define TROVA_TABLE                                                                         \
-    TROVA_HEAD, In(R::kLabel), In(R::kPath), In(R::kButton), In(R::kFirstHarmonic),         \
-        Out("HarmTable", 500, U::kPhases), Out("ValueATable", 1, U::kPhases),               \
-        Out("ValueBTable", 1, U::kPhases), In(R::kPercentil), In(R::kJoin), Out("Status"), \
-        Out("HarmCount")
-const Param kTable1[] = {TROVA_TABLE};
-const Param kTable2[] = {TROVA_TABLE, In(R::kFlagged), Out("FFlaggedPoints"), Out("FTotalPoints")};
-#undef TROVA_TABLE
-#undef TROVA_ROWS
-#undef TROVA_TAIL
-#undef TROVA_HEAD
+const std::vector<Param> &ParamsOf(Export id) {
+    static const std::vector<std::vector<Param>> all = [] {
+        std::vector<std::vector<Param>> lists;
+        for (const ExportInfo &e : Exports()) lists.push_back(ParseParams(e.params));
+        return lists;
+    }();
+    return all[static_cast<size_t>(id)];
+}
 
 // The largest array a caller could be asked for here (elements).
 constexpr size_t kMostElements = size_t{1} << 20;
-
-constexpr float kFloatFill = -7777.25f;
-constexpr double kDoubleFill = -7777.25;
-constexpr int32_t kIntFill = -7777;
 
 // Turns each parameter into its argument, keeping the output arrays.
 class Marshal {
 public:
     Marshal(const Args &args, char *path, const Shape &shape, size_t guard, Outcome &outcome)
         : args_(args), path_(path), shape_(shape), guard_(guard), outcome_(outcome),
-          label_(args.label.begin(), args.label.end()), button_(args.button.begin(), args.button.end()) {
-        label_.push_back('\0');
-        button_.push_back('\0');
+          label_(args.label.c_str(), args.label.c_str() + args.label.size() + 1),
+          button_(args.button.c_str(), args.button.c_str() + args.button.size() + 1) {
         outcome_.blocks.reserve(32);  // the arrays' addresses stay put
     }
 
     template <class T>
     T Take(const Param &p) {
         if constexpr (std::is_same_v<T, char *>) {
-            return p.role == Role::kLabel ? label_.data() : p.role == Role::kButton ? button_.data() : path_;
+            return p.name == "label" ? label_.data() : p.name == "button" ? button_.data() : path_;
         } else if constexpr (std::is_pointer_v<T>) {
+            if (!p.output && p.name != "points") Fail("an input where the reader takes an array", p);
             return Array<std::remove_pointer_t<T>>(p);
-        } else if constexpr (std::is_floating_point_v<T>) {
-            return static_cast<T>(Real(p.role));
         } else {
-            return static_cast<T>(Integer(p.role));
+            T value{};
+            bool known = false;
+            VisitArgs(args_, [&](const char *key, const auto &field) {
+                if constexpr (std::is_arithmetic_v<std::decay_t<decltype(field)>>) {
+                    if (p.name == key) value = static_cast<T>(field), known = true;
+                }
+            });
+            if (!known) Fail("no such argument", p);
+            return value;
         }
     }
 
     bool absurd = false;
 
 private:
-    double Real(Role role) const {
-        switch (role) {
-        case Role::kTStart: return args_.tStart;
-        case Role::kTStop: return args_.tStop;
-        case Role::kExtRef: return args_.extRef;
-        case Role::kHMin: return args_.hMin;
-        case Role::kHMax: return args_.hMax;
-        default: return args_.percentil;
-        }
-    }
-
-    int Integer(Role role) const {
-        switch (role) {
-        case Role::kQuantity: return args_.quantity;
-        case Role::kMinMax: return args_.minMax;
-        case Role::kHarmonic: return args_.harmonic;
-        case Role::kFirstHarmonic: return args_.firstHarmonic;
-        case Role::kJoin: return args_.join;
-        case Role::kHMinMax: return args_.hMinMax;
-        default: return args_.flagged;
-        }
+    [[noreturn]] static void Fail(const char *problem, const Param &p) {
+        std::fprintf(stderr, "reader_call: %s: %s\n", p.name.c_str(), problem);
+        std::abort();
     }
 
     size_t Elements(const Param &p) const {
-        const size_t room = args_.points > 0 ? static_cast<size_t>(args_.points) : 0;
+        const size_t room = static_cast<size_t>(std::max(0, args_.points));
         const size_t channels = static_cast<size_t>(shape_.channels);
         const size_t phases = static_cast<size_t>(std::max(0, shape_.phases));
-        size_t unit = 1;
-        switch (p.unit) {
-        case Unit::kOne: break;
-        case Unit::kRoom: unit = room; break;
-        case Unit::kChannels: unit = channels; break;
-        case Unit::kGroups: unit = channels <= 1 ? 1 : channels <= 3 ? 3 : channels == 4 ? 4 : 5; break;
-        case Unit::kPhases: unit = phases; break;
-        case Unit::kPhaseRoom: unit = phases * room; break;
-        case Unit::kRows:
-            unit = static_cast<size_t>(p.phase) < phases ? static_cast<size_t>(std::max(1, shape_.harmonics)) : 0;
-            break;
-        }
+        const size_t groups = channels <= 1 ? 1 : channels <= 3 ? 3 : channels == 4 ? 4 : 5;
+        const size_t rows = static_cast<size_t>(p.phase) < phases ? static_cast<size_t>(std::max(1, shape_.harmonics)) : 0;
+        const size_t unit = p.unit == 'p' ? room : p.unit == 'c' ? channels : p.unit == 'g' ? groups
+                          : p.unit == 'h' ? phases : p.unit == 'x' ? phases * room : p.unit == 'r' ? rows : 1;
         return static_cast<size_t>(p.times) * unit;
     }
 
     template <class E>
     E *Array(const Param &p) {
         static_assert(sizeof(E) == 4 || sizeof(E) == 8, "float, double or a 32-bit integer");
-        const bool points = p.role == Role::kPoints;
+        const bool points = p.name == "points";
         const size_t n = points ? 1 : Elements(p);
         absurd |= n > kMostElements;
         if ((n == 0 && guard_ == 0) || absurd) return nullptr;
@@ -355,8 +277,7 @@ private:
         outcome_.blocks.push_back({points ? "Points" : p.name, type, {}});
         std::vector<uint8_t> &bytes = outcome_.blocks.back().bytes;
         bytes.resize((n + guard_) * sizeof(E));
-        E fill = std::is_same_v<E, float> ? E(kFloatFill) : std::is_same_v<E, double> ? E(kDoubleFill) : E(kIntFill);
-        if (points) fill = static_cast<E>(args_.points);
+        const E fill = points ? static_cast<E>(args_.points) : std::is_integral_v<E> ? E(-7777) : E(-7777.25);
         for (size_t i = 0; i < n + guard_; ++i) std::memcpy(&bytes[i * sizeof(E)], &fill, sizeof(E));
         return reinterpret_cast<E *>(bytes.data());
     }
@@ -369,59 +290,47 @@ private:
     std::vector<char> label_, button_;
 };
 
-// Calls an export of type Fn with its parameter table.
+// Calls an export of type Fn with its parameters.
 template <class Fn>
 struct Invoker;
 
 template <class... P>
 struct Invoker<int (*)(P...)> {
-    template <size_t N>
-    static int Call(void (*address)(), const Param (&params)[N], Marshal &m) {
-        static_assert(N == sizeof...(P), "the parameter table names every parameter once");
-        return Expand(reinterpret_cast<int (*)(P...)>(address), params, m,
-                      std::index_sequence_for<P...>{});
+    static int Call(void (*address)(), const std::vector<Param> &params, Marshal &m) {
+        if (params.size() != sizeof...(P)) std::fprintf(stderr, "reader_call: parameter list\n"), std::abort();
+        return Expand(reinterpret_cast<int (*)(P...)>(address), params, m, std::index_sequence_for<P...>{});
     }
     template <size_t... I>
-    static int Expand(int (*fn)(P...), const Param *params, Marshal &m, std::index_sequence<I...>) {
+    static int Expand(int (*fn)(P...), const std::vector<Param> &params, Marshal &m, std::index_sequence<I...>) {
         std::tuple<P...> values{m.Take<P>(params[I])...};  // in parameter order
-        if (m.absurd || fn == nullptr) return 0;
-        return std::apply(fn, values);
+        return m.absurd || fn == nullptr ? 0 : std::apply(fn, values);
     }
 };
 
-template <class Fn, size_t N>
-int Invoke(void (*address)(), const Param (&params)[N], Marshal &m) {
-    return Invoker<Fn>::Call(address, params, m);
-}
+using Invoke = int (*)(void (*)(), const std::vector<Param> &, Marshal &);
+const Invoke kInvoke[kExportCount] = {
+    Invoker<decltype(&::Reader_XT)>::Call,
+    Invoker<decltype(&::Reader_XT2)>::Call,
+    Invoker<decltype(&::Reader_HIST)>::Call,
+    Invoker<decltype(&::Reader_FFT_XT1)>::Call,
+    Invoker<decltype(&::Reader_FFT_XT2)>::Call,
+    Invoker<decltype(&::Reader_FFT_XT3)>::Call,
+    Invoker<decltype(&::Reader_FFT_ALL_Harmonics_XT1)>::Call,
+    Invoker<decltype(&::Reader_FFT_ALL_Harmonics_XT2)>::Call,
+    Invoker<decltype(&::Reader_FFT_ALL_Harmonics_XT3)>::Call,
+    Invoker<decltype(&::Reader_FFT_HIST1)>::Call,
+    Invoker<decltype(&::Reader_FFT_HIST2)>::Call,
+    Invoker<decltype(&::Reader_FFT_Table1)>::Call,
+    Invoker<decltype(&::Reader_FFT_Table2)>::Call,
+};
 
 }  // namespace
 
-Outcome Call(const Readers &readers, Export id, const Args &args, char *path, const Shape &shape,
-             size_t guard) {
+Outcome Call(const Readers &readers, Export id, const Args &args, char *path, const Shape &shape, size_t guard) {
     Outcome outcome;
     Marshal m(args, path, shape, guard, outcome);
-    void (*const f)() = readers.reader[static_cast<int>(id)];
-    switch (id) {
-    case Export::XT: outcome.result = Invoke<decltype(&::Reader_XT)>(f, kXt, m); break;
-    case Export::XT2: outcome.result = Invoke<decltype(&::Reader_XT2)>(f, kXt2, m); break;
-    case Export::HIST: outcome.result = Invoke<decltype(&::Reader_HIST)>(f, kHist, m); break;
-    case Export::FFT_XT1: outcome.result = Invoke<decltype(&::Reader_FFT_XT1)>(f, kFftXt, m); break;
-    case Export::FFT_XT2: outcome.result = Invoke<decltype(&::Reader_FFT_XT2)>(f, kFftXt, m); break;
-    case Export::FFT_XT3: outcome.result = Invoke<decltype(&::Reader_FFT_XT3)>(f, kFftXt3, m); break;
-    case Export::FFT_ALL_XT1:
-        outcome.result = Invoke<decltype(&::Reader_FFT_ALL_Harmonics_XT1)>(f, kFftAll, m);
-        break;
-    case Export::FFT_ALL_XT2:
-        outcome.result = Invoke<decltype(&::Reader_FFT_ALL_Harmonics_XT2)>(f, kFftAll, m);
-        break;
-    case Export::FFT_ALL_XT3:
-        outcome.result = Invoke<decltype(&::Reader_FFT_ALL_Harmonics_XT3)>(f, kFftAll3, m);
-        break;
-    case Export::FFT_HIST1: outcome.result = Invoke<decltype(&::Reader_FFT_HIST1)>(f, kFftHist1, m); break;
-    case Export::FFT_HIST2: outcome.result = Invoke<decltype(&::Reader_FFT_HIST2)>(f, kFftHist2, m); break;
-    case Export::FFT_Table1: outcome.result = Invoke<decltype(&::Reader_FFT_Table1)>(f, kTable1, m); break;
-    case Export::FFT_Table2: outcome.result = Invoke<decltype(&::Reader_FFT_Table2)>(f, kTable2, m); break;
-    }
+    const int i = static_cast<int>(id);
+    outcome.result = kInvoke[i](readers.reader[i], ParamsOf(id), m);
     outcome.ran = !m.absurd;
     if (m.absurd) outcome.blocks.clear();
     return outcome;
@@ -432,6 +341,136 @@ Outcome Untouched(Export id, const Args &args, const Shape &shape, size_t guard)
     Outcome outcome = Call(Readers{}, id, args, none, shape, guard);
     outcome.ran = false;
     return outcome;
+}
+
+// ---- outcomes ----------------------------------------------------------------------
+
+const Block *Outcome::Find(const std::string &name) const {
+    for (const Block &b : blocks) {
+        if (b.name == name) return &b;
+    }
+    return nullptr;
+}
+
+long long Outcome::Int(const std::string &name, long long missing) const {
+    const Block *b = Find(name);
+    int32_t v = 0;
+    if (b == nullptr || b->type != 'i' || b->bytes.size() < 4) return missing;
+    std::memcpy(&v, b->bytes.data(), 4);
+    return v;
+}
+
+std::vector<uint8_t> Outcome::Bytes(const std::string &except) const {
+    std::vector<uint8_t> all;
+    for (const Block &b : blocks) {
+        if (b.name != except) all.insert(all.end(), b.bytes.begin(), b.bytes.end());
+    }
+    return all;
+}
+
+// A file: "TROVAX01", the block count, then per block its name's length,
+// name, type, byte count and bytes; counts as 64-bit little-endian words.
+namespace {
+constexpr char kMagic[] = "TROVAX01";
+void Put(std::vector<uint8_t> &out, uint64_t v) {
+    for (int i = 0; i < 8; ++i) out.push_back(static_cast<uint8_t>(v >> (8 * i)));
+}
+bool Get(const std::vector<uint8_t> &in, size_t &at, uint64_t &v, size_t following = 0) {
+    if (in.size() - at < 8) return false;
+    v = 0;
+    for (int i = 0; i < 8; ++i) v |= uint64_t{in[at + i]} << (8 * i);
+    return (at += 8), in.size() - at >= v + following;
+}
+}  // namespace
+
+std::vector<uint8_t> Outcome::Serialise() const {
+    std::vector<uint8_t> out(kMagic, kMagic + 8);
+    Put(out, blocks.size());
+    for (const Block &b : blocks) {
+        Put(out, b.name.size());
+        out.insert(out.end(), b.name.begin(), b.name.end());
+        out.push_back(static_cast<uint8_t>(b.type));
+        Put(out, b.bytes.size());
+        out.insert(out.end(), b.bytes.begin(), b.bytes.end());
+    }
+    return out;
+}
+
+bool Outcome::Parse(const std::vector<uint8_t> &in, Outcome &out) {
+    out.blocks.clear();
+    size_t at = 8;
+    uint64_t count = 0, size = 0;
+    if (in.size() < 8 || std::memcmp(in.data(), kMagic, 8) != 0 || !Get(in, at, count)) return false;
+    for (uint64_t i = 0; i < count; ++i) {
+        Block b;
+        if (!Get(in, at, size, 1)) return false;
+        b.name.assign(in.begin() + long(at), in.begin() + long(at + size));
+        b.type = static_cast<char>(in[at + size]);
+        at += size + 1;
+        if (!Get(in, at, size)) return false;
+        b.bytes.assign(in.begin() + long(at), in.begin() + long(at + size));
+        at += size;
+        out.blocks.push_back(std::move(b));
+    }
+    return at == in.size();
+}
+
+namespace {
+size_t ElementSize(char type) { return type == 'd' ? 8 : type == 't' ? 1 : 4; }
+
+std::string ShowElement(const Block &b, size_t index) {
+    if (index * ElementSize(b.type) >= b.bytes.size()) return "<none>";
+    const uint8_t *at = b.bytes.data() + index * ElementSize(b.type);
+    char text[64] = "";
+    double d;
+    float f;
+    int32_t i;
+    if (b.type == 'd') std::memcpy(&d, at, 8), std::snprintf(text, sizeof text, "%.17g", d);
+    if (b.type == 'f') std::memcpy(&f, at, 4), std::snprintf(text, sizeof text, "%.9g", double(f));
+    if (b.type == 'i') std::memcpy(&i, at, 4), std::snprintf(text, sizeof text, "%d", int(i));
+    return text;
+}
+
+// The line of a text block that holds byte `at`.
+std::string LineAround(const Block &b, size_t at) {
+    if (at >= b.bytes.size()) return "<end>";
+    const auto begin = b.bytes.begin(), end = b.bytes.end();
+    const auto start = std::find(std::make_reverse_iterator(begin + long(at)), std::make_reverse_iterator(begin), '\n').base();
+    return "\"" + std::string(start, std::find_if(begin + long(at), end, [](uint8_t c) { return c == '\r' || c == '\n'; })) + "\"";
+}
+}  // namespace
+
+std::vector<std::string> Compare(const Outcome &expected, const Outcome &actual) {
+    if (expected.blocks.size() != actual.blocks.size()) {
+        return {"expected " + std::to_string(expected.blocks.size()) + " outputs, got " +
+                std::to_string(actual.blocks.size())};
+    }
+    std::vector<std::string> problems;
+    for (size_t i = 0; i < expected.blocks.size(); ++i) {
+        const Block &e = expected.blocks[i], &a = actual.blocks[i];
+        if (e.name != a.name || e.type != a.type) {
+            problems.push_back("output " + std::to_string(i) + ": expected " + e.name + ", got " + a.name);
+        } else if (e.bytes != a.bytes) {
+            const size_t first = static_cast<size_t>(
+                std::mismatch(e.bytes.begin(), e.bytes.end(), a.bytes.begin(), a.bytes.end()).first - e.bytes.begin());
+            std::string line = e.name + " (" + std::to_string(a.bytes.size()) + " bytes, expected " +
+                               std::to_string(e.bytes.size()) + "): ";
+            if (e.type == 't') {
+                line += "at byte " + std::to_string(first) + "\n    expected line: " + LineAround(e, first) +
+                        "\n    actual line:   " + LineAround(a, first);
+            } else {
+                const size_t n = ElementSize(e.type), element = first / n;
+                size_t differing = 0;
+                for (size_t k = element; (k + 1) * n <= std::min(e.bytes.size(), a.bytes.size()); ++k) {
+                    differing += std::memcmp(&e.bytes[k * n], &a.bytes[k * n], n) != 0;
+                }
+                line += "element " + std::to_string(element) + " is " + ShowElement(a, element) + ", expected " +
+                        ShowElement(e, element) + " (" + std::to_string(differing) + " elements differ)";
+            }
+            problems.push_back(line);
+        }
+    }
+    return problems;
 }
 
 }  // namespace trova::calls

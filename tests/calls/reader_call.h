@@ -1,17 +1,17 @@
 // Any of the thirteen readers, called from a description of the call as
-// data: the export, its argument values and the shape of the recording (as
-// TrovaDescribeRecording reports it). One table lists each export's
-// parameters in order, with the role of each and the size of each output
-// array; one generic marshaller turns a parameter of each kind into an
-// argument. Every output array is a heap block of exactly the size a caller
-// must provide plus an optional guard region, filled with a pattern before
-// the call, so that a write past the end shows (to ASan, or in the guard's
-// bytes) and so do elements a reader must leave alone.
+// data: the export, its argument values (Args) and the shape of the
+// recording (as TrovaDescribeRecording reports it). Each export's parameters
+// are one line of text (ExportInfo::params) naming, in order, the argument
+// each takes or the output array and its size; one generic marshaller per C
+// argument type turns them into arguments. Every output array is a heap
+// block of exactly the size a caller must provide plus an optional guard
+// region, filled with a pattern before the call, so that a write past the
+// end shows (to ASan, or in the guard's bytes) and so do elements a reader
+// must leave alone.
 //
-// Used by both sides of the cross-check with trova.dll (and the Windows
-// host's other checks), the reader fuzz target and the soak program, the
-// comparison of two builds, and the suites that call readers without
-// aliasing their arrays (frame, concurrency, host paths, the harmonic model).
+// Used by both sides of the cross-check with trova.dll, the reader fuzz
+// target, the soak program, the comparison of two builds and the suites that
+// call readers without aliasing their arrays.
 #pragma once
 
 #include <cstddef>
@@ -39,6 +39,11 @@ struct ExportInfo {
     const char *exportName;  // the name trova.dll exports it under
     int readerKind;          // the worker kind its dialog starts
     bool harmonic;           // reads harmonic recordings
+    // The parameters in order: an input by its Args field name ("path" the
+    // recording, "points" the in/out Points), an output as Name*<count><unit>
+    // with unit p (Points), c (channels), g (channel groups), h (phases),
+    // x (phases × Points) or r<k> (H when phase k exists, else 0).
+    const char *params;
 };
 // In declaration order of Export.
 const std::vector<ExportInfo> &Exports();
@@ -50,32 +55,20 @@ struct Readers {
     void (*reader[kExportCount])() = {};
     decltype(&::TrovaDescribeRecording) describe = nullptr;
 };
-// Binds every export through `lookup` (GetProcAddress, or LinkedReaders's
-// table). Returns the export names it could not bind.
+// Binds every export through `lookup` (GetProcAddress, say). Returns the
+// export names it could not bind.
 using Lookup = std::function<void (*(const char *exportName))()>;
 std::vector<std::string> BindReaders(const Lookup &lookup, Readers &readers);
 
 // The readers of the library this program is linked with.
 inline Readers LinkedReaders() {
-    Readers r;
-    void (*const linked[kExportCount])() = {
-        reinterpret_cast<void (*)()>(&::Reader_XT),
-        reinterpret_cast<void (*)()>(&::Reader_XT2),
-        reinterpret_cast<void (*)()>(&::Reader_HIST),
-        reinterpret_cast<void (*)()>(&::Reader_FFT_XT1),
-        reinterpret_cast<void (*)()>(&::Reader_FFT_XT2),
-        reinterpret_cast<void (*)()>(&::Reader_FFT_XT3),
-        reinterpret_cast<void (*)()>(&::Reader_FFT_ALL_Harmonics_XT1),
-        reinterpret_cast<void (*)()>(&::Reader_FFT_ALL_Harmonics_XT2),
-        reinterpret_cast<void (*)()>(&::Reader_FFT_ALL_Harmonics_XT3),
-        reinterpret_cast<void (*)()>(&::Reader_FFT_HIST1),
-        reinterpret_cast<void (*)()>(&::Reader_FFT_HIST2),
-        reinterpret_cast<void (*)()>(&::Reader_FFT_Table1),
-        reinterpret_cast<void (*)()>(&::Reader_FFT_Table2),
-    };
-    for (int i = 0; i < kExportCount; ++i) r.reader[i] = linked[i];
-    r.describe = &::TrovaDescribeRecording;
-    return r;
+    using F = void (*)();
+    return {{F(&::Reader_XT), F(&::Reader_XT2), F(&::Reader_HIST), F(&::Reader_FFT_XT1),
+             F(&::Reader_FFT_XT2), F(&::Reader_FFT_XT3), F(&::Reader_FFT_ALL_Harmonics_XT1),
+             F(&::Reader_FFT_ALL_Harmonics_XT2), F(&::Reader_FFT_ALL_Harmonics_XT3),
+             F(&::Reader_FFT_HIST1), F(&::Reader_FFT_HIST2), F(&::Reader_FFT_Table1),
+             F(&::Reader_FFT_Table2)},
+            &::TrovaDescribeRecording};
 }
 
 // The argument values of one call; each export takes the ones it has.
@@ -98,7 +91,7 @@ struct Args {
     std::string button = "Cancel";
 };
 // As space-separated key=value words for the values that differ from the
-// defaults above (reals exact, in hexadecimal), and back.
+// defaults above (reals exact, in hexadecimal; texts quoted), and back.
 std::string FormatArgs(const Args &args);
 bool ParseArgs(const std::string &text, Args &args, std::string &error);
 
@@ -133,9 +126,9 @@ struct Outcome {
     std::vector<std::uint8_t> Serialise() const;
     static bool Parse(const std::vector<std::uint8_t> &bytes, Outcome &out);
 };
-// Empty when the blocks are equal; otherwise one line per difference (the
-// block, its first differing element or the log line around the first
-// differing byte, both values).
+// Empty when the blocks are equal; otherwise one line per differing block
+// (its first differing element, or the log line around the first differing
+// byte, both values).
 std::vector<std::string> Compare(const Outcome &expected, const Outcome &actual);
 
 // Calls `id` on `path` with arrays sized for `shape` and `guard` elements

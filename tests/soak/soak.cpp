@@ -1,18 +1,13 @@
-// trova_soak: many reader calls in one process (scripts/soak.sh runs it in
-// a release build for resident memory and under LeakSanitizer for leaks).
-//
-//   trova_soak [CALLS]     (default 10 000)
-//
-// Takes 130 seeded generated calls (all thirteen readers, recordings of
-// both variants with damage, windows, codes and arguments) and makes them in
-// turn: every seventh is cancelled at its first poll, every eleventh names a
-// path the check refuses (empty, missing, a directory). A normal call must
-// give, byte for byte, what the same call gave the first time; a cancelled
-// one status 1 (or the status the normal call reported, or the normal call's
-// outputs when its window has no file to poll); a refused one status 3.
-// Resident memory is sampled every 500 calls; after the warm-up (the first
-// 1000 calls) it must not grow by more than 1 MiB. Exit status 0 when every
-// check holds.
+// trova_soak [CALLS]: many reader calls in one process (default 10 000;
+// scripts/soak.sh runs it in a release build for resident memory and under
+// LeakSanitizer for leaks). It makes 130 seeded generated calls (all thirteen
+// readers, recordings of both variants with damage, windows, codes and
+// arguments) in turn: every seventh is cancelled at its first poll, every
+// eleventh names a path the check refuses (empty, missing, a directory). A
+// normal call must give, byte for byte, what it gave the first time; a
+// cancelled one status 1 (or the status the first call reported; without a
+// file to poll, the first call's outputs); a refused one status 3. After the
+// warm-up (1000 calls) resident memory must not grow by more than 1 MiB.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,12 +24,6 @@
 namespace {
 
 using namespace trova::calls;
-
-struct Template {
-    GeneratedCall call;
-    Shape shape;
-    Outcome reference;
-};
 
 long ResidentKiB() {
     long pages = 0, resident = 0;
@@ -54,12 +43,6 @@ void PressCancelAtFirstPoll(int poll, HANDLE event) {
     for (int i = 0; i < 5000 && !trova::platform::probe::EventIsSignalled(event); ++i) usleep(200);
 }
 
-Outcome Run(const Template &t, std::string path) {
-    return Call(LinkedReaders(), t.call.reader, t.call.args, path.data(), t.shape, 1);
-}
-
-bool Same(const Outcome &a, const Outcome &b) { return a.result == b.result && a.Bytes() == b.Bytes(); }
-
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -69,57 +52,59 @@ int main(int argc, char **argv) {
     mkdir((dir + "/a directory.001.dat").c_str(), 0700);
     TrovaSetLogDirectory(dir.c_str());  // the log is written too, as a host has it
     TrovaSetCompletionPause(0);
-
-    std::vector<Template> templates;
+    const Readers readers = LinkedReaders();
+    const auto run = [&](const GeneratedCall &c, std::string path, const Shape &shape) {
+        return Call(readers, c.reader, c.args, path.data(), shape, 1);
+    };
+    std::vector<GeneratedCall> generated;
+    std::vector<Shape> shapes;
+    std::vector<Outcome> first;
     CallGenerator generator(7);
     for (int i = 0; i < 130; ++i) {
-        Template t{generator.Next(dir), {}, {}};
-        t.call.path = dir + "/" + t.call.path;
-        t.shape = DescribeShape(LinkedReaders(), t.call.path.c_str(), InfoOf(t.call.reader).harmonic);
-        t.reference = Run(t, t.call.path);
-        templates.push_back(t);
+        generated.push_back(generator.Next(dir));
+        generated.back().path = dir + "/" + generated.back().path;
+        shapes.push_back(DescribeShape(readers, generated.back().path.c_str(), InfoOf(generated.back().reader).harmonic));
+        first.push_back(run(generated.back(), generated.back().path, shapes.back()));
     }
     const std::string refused[] = {"", dir + "/missing.001.dat", dir + "/a directory.001.dat"};
 
     int counts[3] = {}, failures = 0;  // normal, cancelled, refused
-    long warmResident = 0, peakResident = 0;
-    std::vector<long> samples;
+    long warm = 0, peak = 0;
+    std::string samples;
     const auto begin = std::chrono::steady_clock::now();
     for (int i = 0; i < calls; ++i) {
-        const Template &t = templates[size_t(i) % templates.size()];
+        const size_t t = size_t(i) % generated.size();
         const int kind = i % 11 == 10 ? 2 : i % 7 == 6 ? 1 : 0;
         ++counts[kind];
         gCancel = kind == 1, gPressed = false;
         trova::platform::probe::SetPollHook(PressCancelAtFirstPoll);  // restarts the poll count
-        const Outcome o = Run(t, kind == 2 ? refused[(i / 11) % 3] : t.call.path);
-        const long long status = o.Int("Status"), first = t.reference.Int("Status");
-        const bool ok = kind == 2   ? status == TROVA_READER_NO_FILES
-                        : gPressed ? status == (first == 0 ? 1 : first)
-                                   : Same(o, t.reference);
+        const Outcome o = run(generated[t], kind == 2 ? refused[(i / 11) % 3] : generated[t].path, shapes[t]);
+        const long long status = o.Int("Status"), was = first[t].Int("Status");
+        const bool ok = kind == 2  ? status == TROVA_READER_NO_FILES
+                        : gPressed ? status == (was == 0 ? 1 : was)
+                                   : o.result == first[t].result && o.Bytes() == first[t].Bytes();
         if (!ok) {
             ++failures;
-            std::printf("call %d (%s, %s): status %lld, first run %lld\n", i, t.call.name.c_str(),
-                        kind == 0 ? "normal" : kind == 1 ? "cancelled" : "refused path", status, first);
+            std::printf("call %d (%s, %s): status %lld, first run %lld\n", i, generated[t].name.c_str(),
+                        kind == 0 ? "normal" : kind == 1 ? "cancelled" : "refused path", status, was);
         }
         if ((i + 1) % 500 == 0) {
             const long resident = ResidentKiB();
-            samples.push_back(resident);
-            if (i + 1 == 1000) warmResident = resident;
-            if (i + 1 > 1000 && resident > peakResident) peakResident = resident;
+            samples += " " + std::to_string(resident);
+            warm = i + 1 == 1000 ? resident : warm;
+            peak = i + 1 > 1000 ? std::max(peak, resident) : peak;
         }
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     trova::platform::probe::SetPollHook(nullptr);
     std::system(("rm -rf '" + dir + "'").c_str());
 
-    const long growth = peakResident > warmResident ? peakResident - warmResident : 0;
+    const long growth = std::max(0L, peak - warm);
     std::printf("soak: %d calls in %.1f s (%d normal, %d cancelled, %d refused paths), "
                 "%zu generated calls over 13 readers, %d failures\n",
-                calls, seconds, counts[0], counts[1], counts[2], templates.size(), failures);
-    std::printf("resident memory (KiB) every 500 calls:");
-    for (long s : samples) std::printf(" %ld", s);
-    std::printf("\nafter warm-up (call 1000): %ld KiB, peak later %ld KiB, growth %ld KiB\n",
-                warmResident, peakResident, growth);
+                calls, seconds, counts[0], counts[1], counts[2], generated.size(), failures);
+    std::printf("resident memory (KiB) every 500 calls:%s\n", samples.c_str());
+    std::printf("after warm-up (call 1000): %ld KiB, peak later %ld KiB, growth %ld KiB\n", warm, peak, growth);
     const bool flat = std::getenv("TROVA_SOAK_NO_RSS_LIMIT") != nullptr || growth <= 1024;
     if (!flat) std::printf("resident memory grew by more than 1 MiB after warm-up\n");
     return failures == 0 && flat ? 0 : 1;
