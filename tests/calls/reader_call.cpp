@@ -58,15 +58,6 @@ const std::vector<ExportInfo> &Exports() {
     };
     return exports;
 }
-#undef TROVA_HEAD
-#undef TROVA_TAIL
-#undef TROVA_ROWS
-#undef TROVA_FFT_HIST
-#undef TROVA_TABLE
-#undef TROVA_FFT_XT
-#undef TROVA_ALL
-#undef TROVA_FLAGGED
-
 const ExportInfo &InfoOf(Export id) { return Exports()[static_cast<size_t>(id)]; }
 
 const ExportInfo *FindExport(const std::string &name) {
@@ -308,21 +299,8 @@ struct Invoker<int (*)(P...)> {
 };
 
 using Invoke = int (*)(void (*)(), const std::vector<Param> &, Marshal &);
-const Invoke kInvoke[kExportCount] = {
-    Invoker<decltype(&::Reader_XT)>::Call,
-    Invoker<decltype(&::Reader_XT2)>::Call,
-    Invoker<decltype(&::Reader_HIST)>::Call,
-    Invoker<decltype(&::Reader_FFT_XT1)>::Call,
-    Invoker<decltype(&::Reader_FFT_XT2)>::Call,
-    Invoker<decltype(&::Reader_FFT_XT3)>::Call,
-    Invoker<decltype(&::Reader_FFT_ALL_Harmonics_XT1)>::Call,
-    Invoker<decltype(&::Reader_FFT_ALL_Harmonics_XT2)>::Call,
-    Invoker<decltype(&::Reader_FFT_ALL_Harmonics_XT3)>::Call,
-    Invoker<decltype(&::Reader_FFT_HIST1)>::Call,
-    Invoker<decltype(&::Reader_FFT_HIST2)>::Call,
-    Invoker<decltype(&::Reader_FFT_Table1)>::Call,
-    Invoker<decltype(&::Reader_FFT_Table2)>::Call,
-};
+#define TROVA_INVOKER(f) Invoker<decltype(&::f)>::Call,
+const Invoke kInvoke[kExportCount] = {TROVA_READERS(TROVA_INVOKER)};
 
 }  // namespace
 
@@ -416,58 +394,46 @@ bool Outcome::Parse(const std::vector<uint8_t> &in, Outcome &out) {
 }
 
 namespace {
-size_t ElementSize(char type) { return type == 'd' ? 8 : type == 't' ? 1 : 4; }
-
-std::string ShowElement(const Block &b, size_t index) {
-    if (index * ElementSize(b.type) >= b.bytes.size()) return "<none>";
-    const uint8_t *at = b.bytes.data() + index * ElementSize(b.type);
-    char text[64] = "";
-    double d;
-    float f;
-    int32_t i;
-    if (b.type == 'd') std::memcpy(&d, at, 8), std::snprintf(text, sizeof text, "%.17g", d);
-    if (b.type == 'f') std::memcpy(&f, at, 4), std::snprintf(text, sizeof text, "%.9g", double(f));
-    if (b.type == 'i') std::memcpy(&i, at, 4), std::snprintf(text, sizeof text, "%d", int(i));
+// Element `index` of a block as text; for the log, the line that holds byte `index`.
+std::string Show(const Block &b, size_t index) {
+    const size_t size = b.type == 'd' ? 8 : b.type == 't' ? 1 : 4, at = index * size;
+    if (at + size > b.bytes.size()) return "<none>";
+    const auto begin = b.bytes.begin(), end = b.bytes.end(), here = begin + long(at);
+    const auto endsLine = [](uint8_t c) { return c == '\r' || c == '\n'; };
+    if (b.type == 't') {
+        const auto start = std::find_if(std::make_reverse_iterator(here), b.bytes.rend(), endsLine).base();
+        return "line \"" + std::string(start, std::find_if(here, end, endsLine)) + "\"";
+    }
+    char text[64];
+    double d = 0;
+    float f = 0;
+    int32_t i = 0;
+    if (b.type == 'd') std::memcpy(&d, &b.bytes[at], 8), std::snprintf(text, sizeof text, "%.17g", d);
+    if (b.type == 'f') std::memcpy(&f, &b.bytes[at], 4), std::snprintf(text, sizeof text, "%.9g", double(f));
+    if (b.type == 'i') std::memcpy(&i, &b.bytes[at], 4), std::snprintf(text, sizeof text, "%d", int(i));
     return text;
-}
-
-// The line of a text block that holds byte `at`.
-std::string LineAround(const Block &b, size_t at) {
-    if (at >= b.bytes.size()) return "<end>";
-    const auto begin = b.bytes.begin(), end = b.bytes.end();
-    const auto start = std::find(std::make_reverse_iterator(begin + long(at)), std::make_reverse_iterator(begin), '\n').base();
-    return "\"" + std::string(start, std::find_if(begin + long(at), end, [](uint8_t c) { return c == '\r' || c == '\n'; })) + "\"";
 }
 }  // namespace
 
 std::vector<std::string> Compare(const Outcome &expected, const Outcome &actual) {
     if (expected.blocks.size() != actual.blocks.size()) {
-        return {"expected " + std::to_string(expected.blocks.size()) + " outputs, got " +
-                std::to_string(actual.blocks.size())};
+        return {"expected " + std::to_string(expected.blocks.size()) + " outputs, got " + std::to_string(actual.blocks.size())};
     }
     std::vector<std::string> problems;
     for (size_t i = 0; i < expected.blocks.size(); ++i) {
         const Block &e = expected.blocks[i], &a = actual.blocks[i];
+        const size_t size = e.type == 'd' ? 8 : e.type == 't' ? 1 : 4;
+        size_t first = 0, differing = 0;
+        while (first < e.bytes.size() && first < a.bytes.size() && e.bytes[first] == a.bytes[first]) ++first;
+        for (size_t k = first / size * size; k + size <= std::min(e.bytes.size(), a.bytes.size()); k += size) {
+            differing += std::memcmp(&e.bytes[k], &a.bytes[k], size) != 0;
+        }
         if (e.name != a.name || e.type != a.type) {
             problems.push_back("output " + std::to_string(i) + ": expected " + e.name + ", got " + a.name);
         } else if (e.bytes != a.bytes) {
-            const size_t first = static_cast<size_t>(
-                std::mismatch(e.bytes.begin(), e.bytes.end(), a.bytes.begin(), a.bytes.end()).first - e.bytes.begin());
-            std::string line = e.name + " (" + std::to_string(a.bytes.size()) + " bytes, expected " +
-                               std::to_string(e.bytes.size()) + "): ";
-            if (e.type == 't') {
-                line += "at byte " + std::to_string(first) + "\n    expected line: " + LineAround(e, first) +
-                        "\n    actual line:   " + LineAround(a, first);
-            } else {
-                const size_t n = ElementSize(e.type), element = first / n;
-                size_t differing = 0;
-                for (size_t k = element; (k + 1) * n <= std::min(e.bytes.size(), a.bytes.size()); ++k) {
-                    differing += std::memcmp(&e.bytes[k * n], &a.bytes[k * n], n) != 0;
-                }
-                line += "element " + std::to_string(element) + " is " + ShowElement(a, element) + ", expected " +
-                        ShowElement(e, element) + " (" + std::to_string(differing) + " elements differ)";
-            }
-            problems.push_back(line);
+            problems.push_back(e.name + " (" + std::to_string(a.bytes.size()) + " bytes, expected " + std::to_string(e.bytes.size()) +
+                               "): element " + std::to_string(first / size) + " (" + std::to_string(differing) +
+                               " differ) is " + Show(a, first / size) + ", expected " + Show(e, first / size));
         }
     }
     return problems;

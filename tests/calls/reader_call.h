@@ -60,15 +60,17 @@ struct Readers {
 using Lookup = std::function<void (*(const char *exportName))()>;
 std::vector<std::string> BindReaders(const Lookup &lookup, Readers &readers);
 
+// The thirteen readers in the order of Export, as X(function).
+#define TROVA_READERS(X)                                                                        \
+    X(Reader_XT) X(Reader_XT2) X(Reader_HIST) X(Reader_FFT_XT1) X(Reader_FFT_XT2) X(Reader_FFT_XT3) \
+    X(Reader_FFT_ALL_Harmonics_XT1) X(Reader_FFT_ALL_Harmonics_XT2) X(Reader_FFT_ALL_Harmonics_XT3) \
+    X(Reader_FFT_HIST1) X(Reader_FFT_HIST2) X(Reader_FFT_Table1) X(Reader_FFT_Table2)
+
 // The readers of the library this program is linked with.
 inline Readers LinkedReaders() {
-    using F = void (*)();
-    return {{F(&::Reader_XT), F(&::Reader_XT2), F(&::Reader_HIST), F(&::Reader_FFT_XT1),
-             F(&::Reader_FFT_XT2), F(&::Reader_FFT_XT3), F(&::Reader_FFT_ALL_Harmonics_XT1),
-             F(&::Reader_FFT_ALL_Harmonics_XT2), F(&::Reader_FFT_ALL_Harmonics_XT3),
-             F(&::Reader_FFT_HIST1), F(&::Reader_FFT_HIST2), F(&::Reader_FFT_Table1),
-             F(&::Reader_FFT_Table2)},
-            &::TrovaDescribeRecording};
+#define TROVA_ADDRESS(f) reinterpret_cast<void (*)()>(&::f),
+    return {{TROVA_READERS(TROVA_ADDRESS)}, &::TrovaDescribeRecording};
+#undef TROVA_ADDRESS
 }
 
 // The argument values of one call; each export takes the ones it has.

@@ -19,31 +19,25 @@ recording="$work/rec/meas.001.dat"
 expected="describe 0 files 2 records 12 status 0"
 
 check_consumers() {  # prefix; pkg-config path
-  local prefix="$1"
-  PKG_CONFIG_PATH="$2" pkg-config --exists trova || fail "pkg-config does not find trova in $2"
+  local pc="$2" got
+  PKG_CONFIG_PATH="$pc" pkg-config --exists trova || fail "pkg-config does not find trova in $pc"
   # shellcheck disable=SC2046
-  cc -o "$work/consumer-pc" "$here/consumer.c" $(PKG_CONFIG_PATH="$2" pkg-config --cflags --libs trova) \
-    -Wl,-rpath,"$(PKG_CONFIG_PATH="$2" pkg-config --variable=libdir trova)"
-  got="$("$work/consumer-pc" "$recording")"
-  [ "$got" = "$expected" ] || fail "pkg-config consumer printed '$got', expected '$expected'"
+  cc -o "$work/consumer-pc" "$here/consumer.c" $(PKG_CONFIG_PATH="$pc" pkg-config --cflags --libs trova) \
+    -Wl,-rpath,"$(PKG_CONFIG_PATH="$pc" pkg-config --variable=libdir trova)"
+  cmake -S "$here" -B "$work/consumer-cmake" -DCMAKE_PREFIX_PATH="$1" >/dev/null \
+    || fail "find_package(trova) failed with CMAKE_PREFIX_PATH=$1"
+  cmake --build "$work/consumer-cmake" >/dev/null || fail "the find_package consumer does not build"
+  for consumer in "$work/consumer-pc" "$work/consumer-cmake/consumer"; do
+    got="$("$consumer" "$recording")"
+    [ "$got" = "$expected" ] || fail "$consumer printed '$got', expected '$expected'"
+  done
   got="$("$work/consumer-pc")"
   [ "$got" = "describe 2 files 0 records 0 status 3" ] || fail "pkg-config consumer, no path: '$got'"
-  cmake -S "$here" -B "$work/consumer-cmake" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null \
-    || fail "find_package(trova) failed with CMAKE_PREFIX_PATH=$prefix"
-  cmake --build "$work/consumer-cmake" >/dev/null || fail "the find_package consumer does not build"
-  got="$("$work/consumer-cmake/consumer" "$recording")"
-  [ "$got" = "$expected" ] || fail "find_package consumer printed '$got', expected '$expected'"
 }
 
-check_library() {  # the installed library file
-  local soname
-  soname="$(objdump -p "$1" | awk '/SONAME/ {print $2}')"
-  [ "$soname" = "libtrova.so.0" ] || fail "SONAME of $1 is '$soname', expected libtrova.so.0"
-}
-
-check_cli() {  # the installed trova command
-  "$1" info "$recording" --no-log --format json | grep -q '"records": 12' \
-    || fail "the installed CLI does not list the recording"
+check_installed() {  # the installed library file, the installed trova command
+  [ "$(objdump -p "$1" | awk '/SONAME/ {print $2}')" = "libtrova.so.0" ] || fail "SONAME of $1 is not libtrova.so.0"
+  "$2" info "$recording" --no-log --format json | grep -q '"records": 12' || fail "$2 does not list the recording"
 }
 
 case "$mode" in
@@ -51,10 +45,9 @@ case "$mode" in
     prefix="$work/prefix"
     cmake --install "$build" --prefix "$prefix" >/dev/null
     libdir="$(ls -d "$prefix"/lib*/ | head -1)"
-    check_library "$(readlink -f "$libdir/libtrova.so")"
+    check_installed "$(readlink -f "$libdir/libtrova.so")" "$prefix/bin/trova"
     [ -f "$prefix/share/man/man1/trova.1" ] || fail "no man page in $prefix/share/man/man1"
     check_consumers "$prefix" "$libdir/pkgconfig"
-    check_cli "$prefix/bin/trova"
     ;;
   deb)
     if [ "$(id -u)" -ne 0 ] || ! command -v dpkg >/dev/null; then
@@ -69,9 +62,8 @@ case "$mode" in
     dpkg -r trova >/dev/null 2>&1 || true
     trap 'dpkg -r trova >/dev/null 2>&1 || true; rm -rf "$work"' EXIT
     dpkg -i "$deb" >/dev/null || fail "dpkg -i $deb failed"
-    check_library "$(readlink -f "$(dpkg -L trova | grep '/libtrova\.so\.0$')")"
+    check_installed "$(readlink -f "$(dpkg -L trova | grep '/libtrova\.so\.0$')")" /usr/bin/trova
     check_consumers /usr "$(dirname "$(dpkg -L trova | grep '/trova\.pc$')")"
-    check_cli /usr/bin/trova
     # Minimal systems may exclude /usr/share/man from installs: the package must carry it.
     dpkg-deb -c "$deb" | grep -q 'share/man/man1/trova\.1' || fail "no man page in $deb"
     dpkg -r trova >/dev/null || fail "dpkg -r trova failed"

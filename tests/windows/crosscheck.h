@@ -22,7 +22,7 @@ namespace trova::crosscheck {
 using calls::Outcome;
 
 // One call: a reader, a path relative to the data directory ('/'
-// separators; empty for the empty path) and the arguments.
+// separators) and the arguments.
 struct Case {
     std::string name;
     calls::Export reader = calls::Export::XT;
@@ -32,9 +32,8 @@ struct Case {
 
 constexpr const char *kCaseFile = "cases.txt";
 
-// The cases the Windows host also runs on their own, with a second thread
-// that looks at the dialog or clicks its button (a recording of many small
-// files, so that the scan lasts long enough for a click to land in it).
+// The cases the Windows host also runs with a second thread that looks at
+// the dialog or clicks its button (during a scan of many small files).
 constexpr const char *kDialogCase = "xt-dialog";
 constexpr const char *kCancelCase = "xt-cancel";
 constexpr int kCancelFiles = 600;
@@ -73,9 +72,8 @@ inline std::string ExpectedFile(const Case &c, char separator) {
     return std::string("expected") + separator + c.name + ".bin";
 }
 
-// What a side provides to run a case: its exports, its path separator, its
-// log (cleared before the call, read after) and the number of progress
-// dialogs created so far in the process.
+// A side's exports, path separator, log (cleared before a call, read after)
+// and count of the progress dialogs created so far.
 struct Side {
     calls::Readers readers;
     char separator = '/';

@@ -130,9 +130,12 @@ void Crosscheck() {
 
 enum class Action { kInspect, kClick, kDemo };
 
+std::vector<DWORD> ThreadsOfThisProcess();
+
 struct Watch {
     Action action;
     std::string title, button;  // the call's Label and ButtonText
+    std::vector<DWORD> before = ThreadsOfThisProcess();  // the threads before the call
     DWORD caller = GetCurrentThreadId();
     RECT window{};              // the dialog's rectangle when it was found
     bool found = false;
@@ -319,73 +322,58 @@ struct Caller {
     Outcome alone;
     int mismatches = 0;
 };
+LONG gCallsDone = 0;     // by the two calling threads
+DWORD gAnsweredBy = 0;   // the thread that answered WM_APP
 
 DWORD WINAPI CallFourTimes(void *context) {
     Caller &c = *static_cast<Caller *>(context);
-    for (int i = 0; i < 4; ++i) c.mismatches += !Same(CallXt(c.points), c.alone);
+    for (int i = 0; i < 4; ++i) c.mismatches += !Same(CallXt(c.points), c.alone), InterlockedIncrement(&gCallsDone);
     return 0;
 }
-
-// Two threads, four calls each with its own point count: every call gives
-// what it gives alone (a lost status would leave -7777).
-void TwoThreads() {
-    Caller a{40, CallXt(40)}, b{13, CallXt(13)};
-    Check(a.alone.Int("Status") == 0 && a.alone.result == 40 && b.alone.Int("Status") == 0 && b.alone.result > 0,
-          "a call alone gives its points");
-    HANDLE threads[2] = {CreateThread(nullptr, 0, CallFourTimes, &a, 0, nullptr),
-                         CreateThread(nullptr, 0, CallFourTimes, &b, 0, nullptr)};
-    const bool ran = threads[0] && threads[1] && WaitForMultipleObjects(2, threads, TRUE, INFINITE) == WAIT_OBJECT_0;
-    CloseHandle(threads[0]), CloseHandle(threads[1]);
-    Check(ran && a.mismatches == 0 && b.mismatches == 0, "every call of both threads gives what it gives alone (%d, %d differ)",
-          a.mismatches, b.mismatches);
-}
-
-DWORD gAnsweredBy = 0;
-LONG gFirstCallDone = 0;
 
 LRESULT CALLBACK Answer(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_APP) return gAnsweredBy = GetCurrentThreadId(), 42;
     return DefWindowProcA(window, message, wParam, lParam);
 }
 
-DWORD WINAPI CallOnce(void *context) {
-    *static_cast<Outcome *>(context) = CallXt(40);
-    InterlockedExchange(&gFirstCallDone, 1);
-    return 0;
-}
-
-// Sends to the main thread's window while that thread waits for its call;
-// the answer comes while the first call still runs.
+// Answered while the main thread waits for its call: no call has ended yet.
 DWORD WINAPI SendWhileWaiting(void *window) {
     Sleep(150);
     DWORD_PTR answer = 0;
     const bool answered = SendMessageTimeoutA(HWND(window), WM_APP, 0, 0, SMTO_BLOCK, 5000, &answer) && answer == 42;
-    return answered && InterlockedCompareExchange(&gFirstCallDone, 0, 0) == 0;
+    return answered && InterlockedCompareExchange(&gCallsDone, 0, 0) == 0;
 }
 
-// Another thread's call runs (at least its 500 ms pause); this thread, which
-// owns a window, calls too and waits; a third thread sends to that window
-// meanwhile and gets its answer from the waiting thread.
-void WaitingThreadAnswersSentMessages() {
+// Two threads make four calls each with their own point count; this thread,
+// which owns a window, calls too while the first of them runs (at least its
+// 500 ms pause) and waits; a third thread sends to that window meanwhile and
+// gets its answer from the waiting thread. Every call gives what it gives
+// alone (a lost status would leave -7777).
+void ThreeCallingThreads() {
+    Caller a{40, CallXt(40)}, b{13, CallXt(13)};
+    Check(a.alone.Int("Status") == 0 && a.alone.result == 40 && b.alone.Int("Status") == 0 && b.alone.result > 0,
+          "a call alone gives its points");
     WNDCLASSA windowClass = {};
     windowClass.lpfnWndProc = Answer;
     windowClass.hInstance = GetModuleHandleA(nullptr);
     windowClass.lpszClassName = "trova-threads-answer";
     RegisterClassA(&windowClass);
     HWND window = CreateWindowA(windowClass.lpszClassName, "", 0, 0, 0, 10, 10, nullptr, nullptr, windowClass.hInstance, nullptr);
-    Outcome first;
-    HANDLE threads[2] = {CreateThread(nullptr, 0, CallOnce, &first, 0, nullptr), nullptr};
+    HANDLE threads[3] = {CreateThread(nullptr, 0, CallFourTimes, &a, 0, nullptr),
+                         CreateThread(nullptr, 0, CallFourTimes, &b, 0, nullptr)};
     Sleep(100);
-    threads[1] = CreateThread(nullptr, 0, SendWhileWaiting, window, 0, nullptr);
-    const Outcome second = CallXt(40);
-    WaitForMultipleObjects(2, threads, TRUE, INFINITE);
+    threads[2] = CreateThread(nullptr, 0, SendWhileWaiting, window, 0, nullptr);
+    const Outcome mine = CallXt(40);
     DWORD answeredInTime = 0;
-    GetExitCodeThread(threads[1], &answeredInTime);
-    CloseHandle(threads[0]), CloseHandle(threads[1]);
+    const bool ran = threads[0] && threads[1] && threads[2] &&
+                     WaitForMultipleObjects(3, threads, TRUE, INFINITE) == WAIT_OBJECT_0 &&
+                     GetExitCodeThread(threads[2], &answeredInTime);
+    for (HANDLE thread : threads) CloseHandle(thread);
     DestroyWindow(window);
+    Check(ran && a.mismatches == 0 && b.mismatches == 0 && Same(mine, a.alone),
+          "every call of three threads gives what it gives alone (%d, %d differ)", a.mismatches, b.mismatches);
     Check(answeredInTime && gAnsweredBy == GetCurrentThreadId(),
-          "a message sent to a waiting thread's window is answered by that thread while the other call runs");
-    Check(first.Int("Status") == 0 && second.Int("Status") == 0, "both calls complete with status 0");
+          "a message sent to a waiting thread's window is answered by that thread while another call runs");
 }
 
 Outcome gReentered;
@@ -418,8 +406,7 @@ void ReenteredFromTimer() {
 void Threads() {
     gThreadsPath = FullPath("rec\\trend-ref\\meas.001.dat");
     gXtArgs.quantity = 3, gXtArgs.minMax = 1, gXtArgs.points = 40, gXtArgs.label = "trova host: threads";
-    TwoThreads();
-    WaitingThreadAnswersSentMessages();
+    ThreeCallingThreads();
     ReenteredFromTimer();
 }
 
@@ -429,8 +416,6 @@ void Threads() {
 // dialog holds still; the dialog's rectangle goes to demo-dialog.txt, and when
 // the screenshot script has made demo-shot.done they go on and the button is
 // clicked. While they are paused this thread allocates nothing.
-std::set<DWORD> gThreadsBeforeCall;
-
 std::vector<DWORD> ThreadsOfThisProcess() {
     std::vector<DWORD> threads;
     HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
@@ -451,8 +436,8 @@ void HoldForScreenshot(const Watch &w, HWND dialog) {
     std::vector<HANDLE> paused;
     paused.reserve(threads.size());
     for (DWORD id : threads) {
-        HANDLE thread = id == GetCurrentThreadId() || gThreadsBeforeCall.count(id) ? nullptr
-                                                                                  : OpenThread(THREAD_SUSPEND_RESUME, FALSE, id);
+        const bool known = id == GetCurrentThreadId() || std::count(w.before.begin(), w.before.end(), id);
+        HANDLE thread = known ? nullptr : OpenThread(THREAD_SUSPEND_RESUME, FALSE, id);
         if (thread != nullptr && SuspendThread(thread) != DWORD(-1)) paused.push_back(thread);
     }
     Sleep(500);  // the dialog thread repaints the bar
@@ -473,7 +458,6 @@ void HoldForScreenshot(const Watch &w, HWND dialog) {
 void Demo() {
     DeleteFileA("demo-dialog.txt");
     DeleteFileA("demo-shot.done");
-    for (DWORD id : ThreadsOfThisProcess()) gThreadsBeforeCall.insert(id);
     Watched r;
     RunWatched(kCancelCase, Action::kDemo, r);
 }
