@@ -19,6 +19,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "reader_call.h"
@@ -33,9 +34,12 @@ struct FuzzCall {
 
 constexpr size_t kHeader = 48;
 
-// The integer arguments in the order of bytes 2-9.
+// The integer arguments in the order of bytes 2-9; the reals from byte 12 on.
 inline std::array<int *, 8> IntegerArgs(calls::Args &a) {
     return {&a.quantity, &a.minMax, &a.points, &a.harmonic, &a.firstHarmonic, &a.join, &a.hMinMax, &a.flagged};
+}
+inline std::array<std::pair<void *, size_t>, 5> RealArgs(calls::Args &a) {
+    return {{{&a.tStart, 8}, {&a.tStop, 8}, {&a.extRef, 4}, {&a.hMin, 8}, {&a.hMax, 8}}};
 }
 
 inline bool DecodeReaderCall(const uint8_t *data, size_t size, FuzzCall &call) {
@@ -44,11 +48,8 @@ inline bool DecodeReaderCall(const uint8_t *data, size_t size, FuzzCall &call) {
     call.kind = 1 + data[0] % 13;
     for (int i = 0; i < 8; ++i) *IntegerArgs(a)[i] = static_cast<int8_t>(data[2 + i]);
     a.points = static_cast<int>(data[4]) - 2;
-    std::memcpy(&a.tStart, data + 12, 8);
-    std::memcpy(&a.tStop, data + 20, 8);
-    std::memcpy(&a.extRef, data + 28, 4);
-    std::memcpy(&a.hMin, data + 32, 8);
-    std::memcpy(&a.hMax, data + 40, 8);
+    size_t at = 12;
+    for (const auto &[field, bytes] : RealArgs(a)) std::memcpy(field, data + at, bytes), at += bytes;
     if (data[1] & 4) a.tStart = -1.0;
     if (data[1] & 8) a.tStop = -1.0;
     static const double kSpecial[] = {0.0, NAN, INFINITY, -INFINITY};
@@ -58,7 +59,7 @@ inline bool DecodeReaderCall(const uint8_t *data, size_t size, FuzzCall &call) {
     a.percentil = a.extRef;
     a.button = "Stop";
     call.files.clear();
-    for (size_t f = 0, at = kHeader; f <= (data[1] & 3u) && at + 2 <= size; ++f) {
+    for (size_t f = 0; f <= (data[1] & 3u) && at + 2 <= size; ++f) {
         const size_t length = std::min<size_t>(data[at] | size_t{data[at + 1]} << 8, size - at - 2);
         call.files.emplace_back(data + at + 2, data + at + 2 + length);
         at += 2 + length;
@@ -74,12 +75,10 @@ inline std::vector<uint8_t> EncodeReaderCall(FuzzCall call) {
     out[0] = static_cast<uint8_t>(call.kind - 1);
     out[1] = static_cast<uint8_t>((call.files.size() - 1) | (a.tStart == -1.0 ? 4 : 0) | (a.tStop == -1.0 ? 8 : 0));
     a.points += 2;
+    a.extRef = call.kind >= 11 ? a.extRef : a.percentil;
     for (int i = 0; i < 8; ++i) out[size_t(2 + i)] = static_cast<uint8_t>(*IntegerArgs(a)[i]);
-    std::memcpy(&out[12], &a.tStart, 8);
-    std::memcpy(&out[20], &a.tStop, 8);
-    std::memcpy(&out[28], call.kind >= 11 ? &a.extRef : &a.percentil, 4);
-    std::memcpy(&out[32], &a.hMin, 8);
-    std::memcpy(&out[40], &a.hMax, 8);
+    size_t at = 12;
+    for (const auto &[field, bytes] : RealArgs(a)) std::memcpy(&out[at], field, bytes), at += bytes;
     for (const std::vector<uint8_t> &file : call.files) {
         const size_t length = std::min<size_t>(file.size(), 65535);
         out.push_back(static_cast<uint8_t>(length & 0xFF));
