@@ -25,7 +25,9 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 # selector is not checked), an open window's K is the table's total either
 # way, a factor of 1 fits as many samples as points either way, and a
 # record shorter than its two time terms fails the bounded read of the last
-# record's time even where the length check would let it pass.
+# record's time even where the length check would let it pass. Each edit
+# must build with -DTROVA_WERROR=ON (no unused names left behind), or its
+# "caught: build" says nothing about the tests.
 MUTANTS = [
     ("src/files/completion.h", "if (flags.noPowerBlock) status = READER_NO_POWER_BLOCK;", "", "status 5 never set"),
     ("src/files/scan.h", "if (accumulator_ > 10.0f) {", "if (accumulator_ >= 10.0f) {", "progress posted at exactly 10 %"),
@@ -60,8 +62,8 @@ MUTANTS = [
     ("src/harmonics/harmonic_scan.cpp", "scan.harmonics = first.harmonicCount;", "scan.harmonics = first.harmonicCount - 1;", "HarmCount one short"),
     ("src/trend/reader_hist.cpp", "if (sample.flagWord != 0 && params_.Flagged == 0) return;", "if (sample.flagWord != 0 && params_.Flagged != 0) return;", "histogram flag filter inverted"),
     # The grouping, curve, binning, table, discovery, header, cache and reference rules.
-    ("src/trend/reader_xt.cpp", "if (inGroup_ == factor_ || position.lastOfWindow) WritePoint();", "if (inGroup_ == factor_) WritePoint();", "trend's short last group dropped"),
-    ("src/trend/reader_xt.cpp", "params_.MeanValues[at] = sum_[c] / count;", "params_.MeanValues[at] = sum_[c] / static_cast<float>(factor_);", "trend mean divided by the factor, not the group's records"),
+    ("src/trend/reader_xt.cpp", "if (inGroup_ == factor_ || position.lastOfWindow) WritePoint();", "if (inGroup_ == factor_ && (position.lastOfWindow || true)) WritePoint();", "trend's short last group dropped"),
+    ("src/trend/reader_xt.cpp", "const float count = static_cast<float>(inGroup_);", "const float count = static_cast<float>(factor_);", "trend mean divided by the factor, not the group's records"),
     ("src/files/window.cpp", "return ClampToInt32((samples + points - 1) / points);", "return ClampToInt32(samples / points);", "group factor rounded down"),
     ("src/files/window.cpp", "return sum - window.startRecord + window.stopRecord -", "return sum - window.startRecord + 1 + window.stopRecord -", "window's record count one too many"),
     ("src/curve/interleave_curve.cpp", "if (whole > 0.0 && std::fmod(whole, 2.0) == 1.0) whole += 1.0;", "", "curve bin size left odd"),
@@ -92,7 +94,7 @@ def main():
     parser.add_argument("--only", default="")
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
     args = parser.parse_args()
-    run(["cmake", "-S", ROOT, "-B", args.build, "-DCMAKE_BUILD_TYPE=RelWithDebInfo"], ROOT, 600)
+    run(["cmake", "-S", ROOT, "-B", args.build, "-DCMAKE_BUILD_TYPE=RelWithDebInfo", "-DTROVA_WERROR=ON"], ROOT, 600)
     build = ["cmake", "--build", args.build, f"-j{args.jobs}", "--target", "trova_tests"]
     tests = [os.path.join(args.build, "tests", "trova_tests"), "--gtest_brief=1"]
     if run(build, ROOT, 1800).returncode != 0 or run(tests, ROOT, 600).returncode != 0:

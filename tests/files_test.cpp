@@ -108,7 +108,7 @@ TEST_F(FileTableTest, MembersInByteOrderWithoutDamagedFilesOrDecoys) {
     EXPECT_EQ(std::count(log.begin(), log.end(), "GetFileInformation (Err ) = " + dir_.file("meas.dir.dat")), 1);
 }
 
-TEST_F(FileTableTest, CacheIsKeyedByThePathStringWhateverTheVariant) {
+TEST_F(FileTableTest, CacheIsKeyedByThePathStringWhateverTheVariantUntilForgotten) {
     rec::RecordingPlan plan;
     plan.add(3), plan.add(3);
     const rec::RecordingInfo info = Write(plan);
@@ -119,9 +119,13 @@ TEST_F(FileTableTest, CacheIsKeyedByThePathStringWhateverTheVariant) {
     EnsureFileTable(path.c_str(), HeaderVariant::kHarmonic);  // same string: kept
     EXPECT_EQ(FileTable.fileCount, 2);
     EXPECT_TRUE(LogLines().empty());
+    TrovaForgetRecording();  // the host's request: the same string looks again
+    EnsureFileTable(path.c_str(), HeaderVariant::kTrend);
+    EXPECT_EQ(FileTable.fileCount, 3);
+    rec::writeBytes(dir_.file("meas.778.dat"), rec::buildRecording(plan).contents[0]);
     const std::string other = dir_.path() + "/./" + info.table()[1].name;  // same file
     EnsureFileTable(other.c_str(), HeaderVariant::kTrend);
-    EXPECT_EQ(FileTable.fileCount, 3);
+    EXPECT_EQ(FileTable.fileCount, 4);
 }
 
 // Files of ten records one second apart, 100 s before the second: times
