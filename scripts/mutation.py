@@ -25,7 +25,9 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 # selector is not checked), an open window's K is the table's total either
 # way, a factor of 1 fits as many samples as points either way, and a
 # record shorter than its two time terms fails the bounded read of the last
-# record's time even where the length check would let it pass.
+# record's time even where the length check would let it pass. Each edit
+# must build with -DTROVA_WERROR=ON (no unused names left behind), or its
+# "caught: build" says nothing about the tests.
 MUTANTS = [
     ("src/files/completion.h", "if (flags.noPowerBlock) status = READER_NO_POWER_BLOCK;", "", "status 5 never set"),
     ("src/files/scan.h", "if (accumulator_ > 10.0f) {", "if (accumulator_ >= 10.0f) {", "progress posted at exactly 10 %"),
@@ -59,6 +61,26 @@ MUTANTS = [
     ("src/harmonics/harmonic_curves.h", "(test_.stopInEffect && time > test_.TStop);", "(test_.stopInEffect && time >= test_.TStop);", "curve record at exactly TStop left out"),
     ("src/harmonics/harmonic_scan.cpp", "scan.harmonics = first.harmonicCount;", "scan.harmonics = first.harmonicCount - 1;", "HarmCount one short"),
     ("src/trend/reader_hist.cpp", "if (sample.flagWord != 0 && params_.Flagged == 0) return;", "if (sample.flagWord != 0 && params_.Flagged != 0) return;", "histogram flag filter inverted"),
+    # The grouping, curve, binning, table, discovery, header, cache and reference rules.
+    ("src/trend/reader_xt.cpp", "if (inGroup_ == factor_ || position.lastOfWindow) WritePoint();", "if (inGroup_ == factor_ && (position.lastOfWindow || true)) WritePoint();", "trend's short last group dropped"),
+    ("src/trend/reader_xt.cpp", "const float count = static_cast<float>(inGroup_);", "const float count = static_cast<float>(factor_);", "trend mean divided by the factor, not the group's records"),
+    ("src/files/window.cpp", "return ClampToInt32((samples + points - 1) / points);", "return ClampToInt32(samples / points);", "group factor rounded down"),
+    ("src/files/window.cpp", "return sum - window.startRecord + window.stopRecord -", "return sum - window.startRecord + 1 + window.stopRecord -", "window's record count one too many"),
+    ("src/curve/interleave_curve.cpp", "if (whole > 0.0 && std::fmod(whole, 2.0) == 1.0) whole += 1.0;", "", "curve bin size left odd"),
+    ("src/curve/interleave_curve.cpp", "binFirstTime1 = count > 0 ? times1[count - 1] : time1;", "binFirstTime1 = time1;", "curve bin starts at its own first sample"),
+    ("src/trend/reader_hist.cpp", "index = TruncToInt32(quotient);", "index = TruncToInt32(quotient + 0.5);", "histogram bin index rounded, not truncated"),
+    ("src/trend/reader_hist.cpp", "range.minimum[c] = static_cast<float>(params.HMin - width);", "range.minimum[c] = static_cast<float>(params.HMin);", "fixed-range bins counted from HMin, not one bin below"),
+    ("src/harmonics/harmonic_grouping.cpp", "if (min_[at] > v) {", "if (min_[at] >= v) {", "time of the minimum from the last of equal minima"),
+    ("src/harmonics/harmonic_grouping.cpp", "(options_.closeAtWindowEnd && lastOfWindow)", "(lastOfWindow)", "incomplete last group delivered by every grouping reader"),
+    ("src/harmstats/reader_fft_table.cpp", "params.ValueBTable[p] = cells.ValueB(p).Percentile(pct);", "params.ValueBTable[p] = cells.ValueA(p).Percentile(pct);", "value B's percentile from value A's cell"),
+    ("src/harmstats/reader_fft_table.cpp", "for (int32_t p = 1; p < phases; ++p) harmonics(p);", "for (int32_t p = 1; p < phases - 1; ++p) harmonics(p);", "table's last phase not written"),
+    ("src/files/discovery.cpp", "return std::strcmp(a.c_str(), b.c_str()) < 0;", "return std::strcmp(a.c_str(), b.c_str()) > 0;", "members in reverse name order"),
+    ("src/files/headers.cpp", "recordLength > std::numeric_limits<int32_t>::max() || dataLength % recordLength != 0) {", "recordLength > std::numeric_limits<int32_t>::max()) {", "data not a whole number of records accepted"),
+    ("src/files/headers.cpp", "out.powerBlockFlag = static_cast<uint32_t>(SignedByte(head, 3)) & 2u;", "out.powerBlockFlag = static_cast<uint32_t>(SignedByte(head, 3)) & 1u;", "power block flag read from the wrong bit"),
+    ("src/files/file_table.cpp", "if (gForget.exchange(false) || std::strcmp(FileTable.cachedPath, path) != 0) ReleaseFileTable();", "if (std::strcmp(FileTable.cachedPath, path) != 0) ReleaseFileTable();", "a request to forget the cached table ignored"),
+    ("src/trend/trend_layout.cpp", "plan.divideByRef = ExtRef == -1.0f;", "plan.divideByRef = ExtRef < 0.0f;", "any negative ExtRef divides by the reference"),
+    ("src/harmstats/reader_fft_hist.cpp", "if (flagged) *extended_->FFlaggedPoints += 1;", "if (flagged && extended_->Flagged != 0) *extended_->FFlaggedPoints += 1;", "HIST2 counts flagged records only when it bins them"),
+    ("src/trend/reader_hist.cpp", 'LogInt("FTotalPoints  ", static_cast<int32_t>(*params_.FTotalPoints));', 'LogInt("FTotalPoints ", static_cast<int32_t>(*params_.FTotalPoints));', "histogram counter log label padding"),
 ]
 
 
@@ -72,7 +94,7 @@ def main():
     parser.add_argument("--only", default="")
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
     args = parser.parse_args()
-    run(["cmake", "-S", ROOT, "-B", args.build, "-DCMAKE_BUILD_TYPE=RelWithDebInfo"], ROOT, 600)
+    run(["cmake", "-S", ROOT, "-B", args.build, "-DCMAKE_BUILD_TYPE=RelWithDebInfo", "-DTROVA_WERROR=ON"], ROOT, 600)
     build = ["cmake", "--build", args.build, f"-j{args.jobs}", "--target", "trova_tests"]
     tests = [os.path.join(args.build, "tests", "trova_tests"), "--gtest_brief=1"]
     if run(build, ROOT, 1800).returncode != 0 or run(tests, ROOT, 600).returncode != 0:

@@ -8,7 +8,6 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -128,32 +127,6 @@ TEST(PlatformEvent, AutoResetEventsSatisfyOneWaitPerSignalAndThePollHookRunsFirs
     probe::SetPollHook(nullptr);
     WaitForSingleObject(event, 0);
     EXPECT_EQ(indices, (std::vector<int>{0, 1, 2, 3}));
-}
-
-TEST(PlatformFind, MatchesWholeNamesWithWildcardsIgnoringCase) {
-    char temp[] = "/tmp/trova_platform_XXXXXX";
-    ASSERT_NE(mkdtemp(temp), nullptr);
-    const std::string dir = temp;
-    for (const char *name : {"meas.003.dat", "MEAS.1.DAT", "meas..dat", "meas.dat", "meas.003.datx"})
-        std::ofstream(dir + "/" + name) << "x";
-    std::filesystem::create_directory(dir + "/meas.sub.dat");
-    const auto find = [&](const std::string &pattern) {
-        std::map<std::string, DWORD> found;
-        WIN32_FIND_DATAA data;
-        HANDLE search = FindFirstFileA((dir + "/" + pattern).c_str(), &data);
-        if (search == INVALID_HANDLE_VALUE) return found;
-        do found.emplace(data.cFileName, data.dwFileAttributes);
-        while (FindNextFileA(search, &data));
-        EXPECT_TRUE(FindClose(search) && !FindClose(search));
-        return found;
-    };
-    constexpr DWORD kFile = FILE_ATTRIBUTE_NORMAL, kDirectory = FILE_ATTRIBUTE_DIRECTORY;
-    EXPECT_EQ(find("MeAs.*.DaT"), (std::map<std::string, DWORD>{{"MEAS.1.DAT", kFile}, {"meas..dat", kFile},
-                                                                  {"meas.003.dat", kFile}, {"meas.sub.dat", kDirectory}}));
-    EXPECT_EQ(find("meas.?.dat").size(), 1u);
-    EXPECT_EQ(find("*").size(), 6u);  // neither "." nor ".."
-    EXPECT_TRUE(find("missing/meas.*.dat").empty());
-    std::filesystem::remove_all(dir);
 }
 
 TEST(PlatformHost, SettersClampThePauseAndCopyTheLogDirectory) {

@@ -2,13 +2,12 @@
 // the record reading and status order all three trend readers share.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 #include <algorithm>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "curve/interleave_curve.h"
 #include "support/test_support.h"
 #include "support/trend_records.h"
 
@@ -149,70 +148,48 @@ TEST_F(ReaderXtTest, RecordReadingCorrectedArgumentsAndStatusOrder) {
     }
 }
 
-TEST_F(ReaderXtTest, ChangedFilesEndCleanly) {
-    // Members that change after the table was built: a vanished one is
-    // skipped; a grown one is read only as far as the cached table knows it,
-    // so the factor sized from the table keeps every point inside the arrays.
-    rec::RecordingPlan plan;
-    plan.stem = "changing";
-    for (int f = 0; f < 3; ++f) plan.add(10);
-    const rec::RecordingInfo info = Write(plan);
-    const std::string path = PathOf(info, 0);
-    TrendCall all;
-    all.points = 30;
-    EXPECT_EQ(all.Run(path).result, 30);
-    ASSERT_EQ(std::remove(info.path(info.table()[1]).c_str()), 0);
-    TrendCall vanished;
-    vanished.points = 30;
-    EXPECT_EQ(std::tuple(vanished.Run(path).result, vanished.status), std::tuple(20, 0));
-    rec::RecordingPlan bigger = plan;
-    bigger.members.resize(1);
-    bigger.members[0].records = 40;
-    rec::writeBytes(info.path(info.table()[2]), rec::buildRecording(bigger).contents[0]);
-    TrendCall grown;
-    grown.points = 20;
-    EXPECT_EQ(std::tuple(grown.Run(path).result, grown.factor), std::tuple(10, 2));
-}
-
-// Every channel's values, channel 0's times and flags against the curve model; no more.
-void ExpectCurves(const TrendCall &call, const std::vector<ExpectedRecord> &records, size_t binSize,
+// Every channel's values, channel 0's times and flags against an interleave
+// curve (pinned by its own suite) made for `samples` and fed the records; no more.
+void ExpectCurves(const TrendCall &call, const std::vector<ExpectedRecord> &records, int samples,
                   int channels) {
     const size_t P = size_t(std::max(call.points, 0));
     for (int c = 0; c < 5; ++c) {
-        std::vector<testing::CurveSample> in, want;
-        for (const auto &r : records) in.push_back({r.t1, r.t2, r.values[c], uint32_t(r.flags)});
-        if (c < channels) want = testing::CurveModel(in, binSize, P);
+        CInterleaveCurve curve;
+        curve.Init(samples, call.points);
+        for (const auto &r : records) curve.Add(r.t1, r.t2, r.values[c], uint32_t(r.flags));
+        curve.Flush();
+        const size_t n = c < channels ? size_t(curve.GetCount()) : 0;
         if (c == 0) {
-            EXPECT_EQ(size_t(call.result), want.size());
+            EXPECT_EQ(size_t(call.result), n);
         }
-        for (size_t i = 0; i < want.size() && i < P; ++i) {
-            EXPECT_EQ(call.mins[c * P + i], want[i].value) << "channel " << c << " output " << i;
+        for (size_t i = 0; i < n; ++i) {
+            EXPECT_EQ(call.mins[c * P + i], curve.GetValue(int(i))) << "channel " << c << " output " << i;
             if (c > 0) continue;
-            EXPECT_EQ(std::tuple(call.times[i], call.times[P + i], call.flags[i]),
-                      std::tuple(want[i].t1, want[i].t2, int(want[i].flags))) << "output " << i;
+            EXPECT_EQ(std::tuple(call.times[i], call.times[P + i], uint32_t(call.flags[i])),
+                      std::tuple(curve.GetTime1(int(i)), curve.GetTime2(int(i)), curve.GetFlags(int(i))));
         }
-        EXPECT_TRUE(want.size() >= P || call.mins[c * P + want.size()] == kUntouched) << c;
+        EXPECT_TRUE(n >= P || call.mins[c * P + n] == kUntouched) << c;
     }
     const size_t n = size_t(call.result);
     EXPECT_TRUE(n >= P || (call.times[n] == -1.0 && call.flags[n] == -1));
 }
 
 TEST_F(ReaderXtTest, CurvesPerChannelOverWindowsCancelAndSmallCapacities) {
-    // Recording, call (window from t0), then status, factor, outputs and the
-    // records read, in bins of `bin`.
+    // Recording, call (window from t0), then status, factor, outputs, the
+    // records read and the samples the curves are made for.
     const struct { int files, records, n, q, k; double from, to; int points, cancel, status,
-                   factor, outputs, readQ, readK, first, last, channels, bin; } cases[] = {
-        {4, 250, 3, 3, 1, -1, -1, 100, -1, 0, 11, 92, 3, 1, 0, 999, 3, 22},  // 45 bins and 10
-        {1, 1000, 3, 2, 0, 200, 499, 1000, -1, 0, 0, 300, 2, 0, 200, 499, 3, 1},
-        {1, 1000, 3, 2, 0, 200, 499, 40, -1, 0, 8, 38, 2, 0, 200, 499, 3, 16},
-        {2, 30, 3, 1, 2, -1, -1, 10, -1, 0, 7, 10, 1, 2, 0, 59, 1, 14},   // once per block
-        {2, 30, 7, 3, 1, -1, -1, 10, -1, 0, 7, 10, 3, 1, 0, 59, 5, 14},   // five curves
-        {2, 30, 3, 9, 1, -1, -1, 10, -1, 4, 7, 10, 0, 1, 0, 59, 1, 14},   // bad quantity
-        {1, 5, 3, 2, 0, -1, -1, 3, -1, 0, 2, 2, 2, 0, 0, 4, 3, 4},  // no room for the 2nd pair
-        {1, 5, 3, 2, 0, -1, -1, 1, -1, 0, 6, 0, 2, 0, 0, 4, 3, 12},
-        {1, 5, 3, 2, 0, -1, -1, 0, -1, 0, 0, 0, 2, 0, 0, 4, 3, 0},  // no file read
-        {1, 5, 3, 2, 0, -1, -1, -2, -1, 0, 0, 0, 2, 0, 0, 4, 3, 0},
-        {2, 50, 3, 2, 0, -1, -1, 20, 0, 1, 6, 10, 2, 0, 0, 49, 3, 12}};  // open bin delivered
+                   factor, outputs, readQ, readK, first, last, channels, samples; } cases[] = {
+        {4, 250, 3, 3, 1, -1, -1, 100, -1, 0, 11, 92, 3, 1, 0, 999, 3, 1000},  // 45 bins of 22 and 10
+        {1, 1000, 3, 2, 0, 200, 499, 1000, -1, 0, 0, 300, 2, 0, 200, 499, 3, 300},
+        {1, 1000, 3, 2, 0, 200, 499, 40, -1, 0, 8, 38, 2, 0, 200, 499, 3, 300},
+        {2, 30, 3, 1, 2, -1, -1, 10, -1, 0, 7, 10, 1, 2, 0, 59, 1, 60},   // once per block
+        {2, 30, 7, 3, 1, -1, -1, 10, -1, 0, 7, 10, 3, 1, 0, 59, 5, 60},   // five curves
+        {2, 30, 3, 9, 1, -1, -1, 10, -1, 4, 7, 10, 0, 1, 0, 59, 1, 60},   // bad quantity
+        {1, 5, 3, 2, 0, -1, -1, 3, -1, 0, 2, 2, 2, 0, 0, 4, 3, 5},  // no room for the 2nd pair
+        {1, 5, 3, 2, 0, -1, -1, 1, -1, 0, 6, 0, 2, 0, 0, 4, 3, 5},
+        {1, 5, 3, 2, 0, -1, -1, 0, -1, 0, 0, 0, 2, 0, 0, 4, 3, 5},  // no file read
+        {1, 5, 3, 2, 0, -1, -1, -2, -1, 0, 0, 0, 2, 0, 0, 4, 3, 5},
+        {2, 50, 3, 2, 0, -1, -1, 20, 0, 1, 6, 10, 2, 0, 0, 49, 3, 100}};  // open bin delivered
     for (const auto &c : cases) {
         SCOPED_TRACE("case " + std::to_string(&c - cases));
         rec::RecordingPlan plan = TrendTestPlan(c.files, c.records, c.n);
@@ -228,7 +205,7 @@ TEST_F(ReaderXtTest, CurvesPerChannelOverWindowsCancelAndSmallCapacities) {
         EXPECT_EQ(std::tuple(call.status, call.factor, call.result),
                   std::tuple(c.status, c.factor, c.outputs));
         ExpectCurves(call, TrendTestRecords(info, c.first, c.last, c.readQ, c.readK, c.channels),
-                     size_t(c.bin), c.channels);
+                     c.samples, c.channels);
         const std::vector<std::string> log = LogLines();  // four lines a file; curves' debug off
         EXPECT_EQ(std::tuple(log.size(), log.at(8), log.at(log.size() - 1)),
                   std::tuple(10 + 4 * size_t(c.files), "Start Reader_Thread2",

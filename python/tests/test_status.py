@@ -42,16 +42,11 @@ def test_no_recording_raises_naming_the_search(tmp_path, recordings):
     assert isinstance(error, FileNotFoundError) and isinstance(error, trova.TrovaError)
     assert error.pattern == str(tmp_path / "nothing.*.dat") and error.matched == 0
     assert str(missing) in str(error) and "0 file(s) matched" in str(error)
-
-
-def test_reader_status_3_for_a_member_that_does_not_exist(recordings):
+    # A member that does not exist (the reader's status 3), a recording of the other variant.
     directory = os.path.dirname(recordings["trend"]["first"])
     with pytest.raises(trova.RecordingNotFoundError, match="Reader_XT could not open") as caught:
         trova.trend(os.path.join(directory, "meas.999.dat"))
     assert caught.value.matched == 3
-
-
-def test_wrong_variant_is_no_recording(recordings):
     with pytest.raises(trova.RecordingNotFoundError, match="no usable harmonic recording file"):
         trova.harmonic_table(recordings["trend"]["first"])
 

@@ -1,11 +1,10 @@
 #include "support/test_support.h"
 
-#include <dirent.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -15,25 +14,6 @@
 
 namespace trova::testing {
 
-namespace {
-void RemoveTree(const std::string &path) {
-    if (DIR *dir = opendir(path.c_str())) {
-        while (dirent *entry = readdir(dir)) {
-            const std::string name = entry->d_name;
-            if (name == "." || name == "..") continue;
-            const std::string child = path + "/" + name;
-            struct stat st;
-            if (lstat(child.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
-                RemoveTree(child);
-            } else {
-                unlink(child.c_str());
-            }
-        }
-        closedir(dir);
-    }
-    rmdir(path.c_str());
-}
-}  // namespace
 
 ScratchDir::ScratchDir() {
     char pattern[] = "/tmp/trova-test-XXXXXX";
@@ -42,7 +22,10 @@ ScratchDir::ScratchDir() {
     path_ = made;
 }
 
-ScratchDir::~ScratchDir() { RemoveTree(path_); }
+ScratchDir::~ScratchDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
 
 std::string ReadFileText(const std::string &path) {
     std::ifstream in(path, std::ios::binary);

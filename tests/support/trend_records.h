@@ -1,8 +1,7 @@
-// The trend recording the reader tests share, the records a reader should see
-// in it (from the writer's values), and a model of the interleave curve.
+// The trend recording the reader tests share and the records a reader should
+// see in it (from the writer's values).
 #pragma once
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -49,33 +48,6 @@ inline std::vector<ExpectedRecord> TrendTestRecords(const rec::RecordingInfo &in
             }
             out.push_back(e);
         }
-    }
-    return out;
-}
-
-struct CurveSample { double t1, t2; float value; uint32_t flags; };
-
-// Bins of `binSize` (1: pass-through up to the capacity), pairs that fit the capacity
-// whole: the extreme last strictly improved on second (the first sample counts as a
-// maximum). Later bins start at the previous output's times.
-inline std::vector<CurveSample> CurveModel(const std::vector<CurveSample> &in, size_t binSize,
-                                           size_t capacity) {
-    std::vector<CurveSample> out;
-    if (binSize == 1) return {in.begin(), in.begin() + long(std::min(in.size(), capacity))};
-    for (size_t start = 0; start < in.size() && out.size() + 2 <= capacity; start += binSize) {
-        const size_t end = std::min(in.size(), start + binSize);
-        float lo = in[start].value, hi = lo;
-        long lastMax = long(start), lastMin = -1;
-        uint32_t flags = 0;
-        for (size_t i = start; i < end; ++i) {
-            if (in[i].value > hi) hi = in[i].value, lastMax = long(i);
-            if (in[i].value < lo) lo = in[i].value, lastMin = long(i);
-            flags |= in[i].flags;
-        }
-        const CurveSample &from = out.empty() ? in[start] : out.back(), &to = in[end - 1];
-        const bool maxSecond = lastMax > lastMin;
-        out.push_back({(from.t1 + to.t1) / 2.0, from.t2, maxSecond ? lo : hi, flags});
-        out.push_back({to.t1, to.t2, maxSecond ? hi : lo, flags});
     }
     return out;
 }
