@@ -100,12 +100,12 @@ struct HelperThread::State {
 HelperThread::HelperThread() = default;
 
 HelperThread::~HelperThread() {
+    Wait();
     if (state_) state_->Stop();
 }
 
-void HelperThread::SplitInTwo(int64_t count, RangeWork work, void *context) {
-    const int64_t half = count / 2;
-    if (!state_ && !failed_ && half > 0) {
+bool HelperThread::Ready() {
+    if (!state_ && !failed_) {
         state_.reset(new State);
         if (!state_->Start()) {
             state_->Stop();
@@ -113,14 +113,34 @@ void HelperThread::SplitInTwo(int64_t count, RangeWork work, void *context) {
             failed_ = true;
         }
     }
-    if (!state_ || half == 0) {
+    return state_ != nullptr;
+}
+
+void HelperThread::Post(RangeWork work, void *context, int64_t begin, int64_t end) {
+    if (!Ready()) {
+        work(context, begin, end);
+        return;
+    }
+    state_->work = work, state_->context = context, state_->begin = begin, state_->end = end;
+    state_->Hand();
+    posted_ = true;
+}
+
+void HelperThread::Wait() {
+    if (!posted_) return;
+    state_->AwaitDone();
+    posted_ = false;
+}
+
+void HelperThread::SplitInTwo(int64_t count, RangeWork work, void *context) {
+    const int64_t half = count / 2;
+    if (half == 0 || !Ready()) {
         work(context, 0, count);
         return;
     }
-    state_->work = work, state_->context = context, state_->begin = half, state_->end = count;
-    state_->Hand();
+    Post(work, context, half, count);
     work(context, 0, half);
-    state_->AwaitDone();
+    Wait();
 }
 
 }  // namespace trova
