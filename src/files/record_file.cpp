@@ -127,7 +127,7 @@ bool RecordChunks::Next() {
     return true;
 }
 
-void RecordChunks::ReadAhead(HelperThread &reader, ChunkMemory &spare) {
+void RecordChunks::ReadAhead(WorkAhead &reader, ChunkMemory &spare) {
     reader_ = &reader;
     spare_ = &spare;
     StartNext();
@@ -139,7 +139,7 @@ void RecordChunks::StartNext() {
     // Without the memory the chunk is read by the next Next(), as before.
     if (ChunkMemoryOf(*spare_, static_cast<size_t>(postedCount_ * recordSize_)) == nullptr) return;
     posted_ = true;
-    reader_->Post(ReadPending, this, 0, 1);
+    reader_->Post(ReadPending, this);
 }
 
 void RecordChunks::ReadPending(void *self, int64_t, int64_t) {
@@ -150,7 +150,7 @@ void RecordChunks::ReadPending(void *self, int64_t, int64_t) {
 
 void RecordChunks::Settle() {
     if (!posted_) return;
-    reader_->Wait();
+    reader_->Finish();
     posted_ = false;
 }
 

@@ -96,8 +96,9 @@ struct LocalChunkMemory {
 //
 // After ReadAhead, the chunk after the one handed out is read on a helper
 // thread into a second memory while the caller takes the current one; the
-// next Next() waits for that read. The file is touched by one thread at a
-// time, and a chunk handed out stays as it is until the following Next().
+// next Next() waits for that read, or makes it itself when the helper has
+// not begun it by then. The file is touched by one thread at a time, and a
+// chunk handed out stays as it is until the following Next().
 class RecordChunks {
 public:
     static constexpr size_t kScanChunk = size_t{1} << 20;    // the scans'
@@ -112,7 +113,7 @@ public:
     bool Next();
     // From now on reads the chunk after the current one on `reader` into
     // `spare` (read on the calling thread when `spare` cannot grow to a chunk).
-    void ReadAhead(HelperThread &reader, ChunkMemory &spare);
+    void ReadAhead(WorkAhead &reader, ChunkMemory &spare);
     const uint8_t *data() const { return data_; }
     int64_t firstRecord() const { return chunkFirst_; }  // index in the file
     int64_t count() const { return chunkCount_; }
@@ -134,7 +135,7 @@ private:
     int64_t chunkFirst_ = 0, chunkCount_ = 0;
     bool failed_ = false;
     // Reading ahead: the other memory and the read posted into it.
-    HelperThread *reader_ = nullptr;
+    WorkAhead *reader_ = nullptr;
     ChunkMemory *spare_ = nullptr;
     bool posted_ = false, postedRead_ = false;
     int64_t postedCount_ = 0;

@@ -82,7 +82,7 @@ bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecor
     const int32_t lastFile = window.endFile - 1;
     const int64_t stop = window.stopRecord;
     bool cancelled = false;
-    HelperThread reader;  // started at the first file of more than one chunk
+    WorkAhead reader;  // started at the first file of more than one chunk
     for (int32_t f = window.startFile; f < window.endFile; ++f) {
         const FileInfoRecord &file = table.entries[f];
         RecordFile stream;
