@@ -59,6 +59,9 @@ struct RecordPosition {
 //   void Chunk(const uint8_t *records, int64_t first, int64_t count, int64_t size)
 //                                               -- optional: the records of a chunk
 //                                                  before they are handed over one by one
+//   bool ReadAhead() const                      -- optional: false when the visitor's
+//                                                  chunks keep both cores busy already
+//                                                  (the next chunk is then read after it)
 //   void Record(const uint8_t *record, const RecordPosition &position)
 //   void EndFile()                              -- after poll and progress
 // Every record handed over lies whole in memory; the pointer is valid only
@@ -75,6 +78,12 @@ struct TakesChunks : std::false_type {};
 template <class Visitor>
 struct TakesChunks<Visitor, std::void_t<decltype(std::declval<Visitor &>().Chunk(
                                 nullptr, int64_t{}, int64_t{}, int64_t{}))>> : std::true_type {};
+
+template <class Visitor, class = void>
+struct ChoosesReadAhead : std::false_type {};
+template <class Visitor>
+struct ChoosesReadAhead<Visitor, std::void_t<decltype(std::declval<const Visitor &>().ReadAhead())>>
+    : std::true_type {};
 
 template <class Visitor>
 bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecordRule rule,
@@ -101,7 +110,9 @@ bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecor
             // that cannot be opened: the visitor never sees it begin.
             bool more = chunks.Next();
             if ((more || !chunks.failed()) && visitor.BeginFile(file)) {
-                chunks.ReadAhead(reader, ScanMemory[1]);
+                bool readAhead = true;
+                if constexpr (ChoosesReadAhead<Visitor>::value) readAhead = visitor.ReadAhead();
+                if (readAhead) chunks.ReadAhead(reader, ScanMemory[1]);
                 for (; more; more = chunks.Next()) {
                     const uint8_t *record = chunks.data();
                     const int64_t r0 = chunks.firstRecord();

@@ -131,6 +131,8 @@ enum : int { kIdle, kPosted, kRunning, kDone };
 
 // About half a millisecond of spinning (a read of a scan chunk takes less).
 constexpr int kSpins = 1 << 14;
+// About 50 microseconds: the helper's wait for the next piece of work.
+constexpr int kIdleSpins = 1 << 11;
 inline void Pause() {
 #if defined(__x86_64__) || defined(__i386__)
     __builtin_ia32_pause();
@@ -213,7 +215,11 @@ struct WorkAhead::State {
 
     void Serve() {
         for (;;) {
-            AwaitReady();
+            // Work posted soon after the last is taken without a wake-up.
+            for (int spin = 0; spin < kIdleSpins && stage.load() != kPosted && !quit; ++spin) {
+                Pause();
+            }
+            if (stage.load() != kPosted) AwaitReady();
             if (quit) return;
             int posted = kPosted;
             if (stage.compare_exchange_strong(posted, kRunning)) {
