@@ -24,18 +24,17 @@ namespace {
 using rec::Bytes;
 using Seen = std::tuple<int32_t, int32_t, double>;  // file, record, time
 
-// Every record the scan hands over, with a hook run before the first
-// record of file 1 is taken (its first chunk is in memory by then).
+// Every record the scan hands over, with a hook run when file 1 begins (its
+// first chunk is in memory by then, and no other is read yet).
 struct Collector {
     std::vector<Seen> seen;
     int filesBegun = 0, filesEnded = 0;
     std::function<void()> atFileOne;
     bool BeginFile(const FileInfoRecord &) {
-        ++filesBegun;
+        if (++filesBegun == 2 && atFileOne) atFileOne();
         return true;
     }
     void Record(const uint8_t *record, const RecordPosition &p) {
-        if (p.file == 1 && p.record == 0 && atFileOne) atFileOne();
         seen.emplace_back(p.file, p.record, RecordTime(record, 0));
     }
     void EndFile() { ++filesEnded; }

@@ -89,51 +89,10 @@ void CInterleaveCurve::Init(int samplesArg, int pointsArg) {
     }
 }
 
-void CInterleaveCurve::Add(double time1, double time2, float value, uint32_t flagWord) {
-    if (factor == 1.0) {
-        if (count >= points) return;
-        values[count] = value;
-        times1[count] = time1;
-        times2[count] = time2;
-        flags[count] = flagWord;
-        ++count;
-        return;
-    }
-
-    const bool fits = PairFits();
-    if (binCount == 0) {
-        binMin = binMax = value;
-        maxLast = 1;
-        // A bin starts where the previous bin's output ended; only the
-        // first bin starts at its own first sample.
-        binFirstTime1 = count > 0 ? times1[count - 1] : time1;
-        binFirstTime2 = count > 0 ? times2[count - 1] : time2;
-        if (fits) {
-            flags[count] = 0;
-            flags[count + 1] = 0;
-        }
-    }
-    if (debug != 0) {
-        char line[256];
-        std::snprintf(line, sizeof line, "%lf, %f", time1, static_cast<double>(value));
-        LogLine(line);
-    }
-    if (value < binMin) {
-        binMin = value;
-        maxLast = 0;
-    }
-    if (value > binMax) {
-        binMax = value;
-        maxLast = 1;
-    }
-    if (fits) {
-        flags[count] |= flagWord;
-        flags[count + 1] |= flagWord;
-    }
-    ++binCount;
-    binLastTime1 = time1;
-    binLastTime2 = time2;
-    if (binCount == binSize) Flush();
+void CInterleaveCurve::LogSample(double time1, float value) {
+    char line[256];
+    std::snprintf(line, sizeof line, "%lf, %f", time1, static_cast<double>(value));
+    LogLine(line);
 }
 
 void CInterleaveCurve::Flush() {

@@ -25,6 +25,7 @@ public:
     // Fixes the bin size for `samples` samples and `points` outputs and
     // allocates the outputs.
     void Init(int samples, int points);
+    // Inline: the readers call it once per value and curve.
     void Add(double time1, double time2, float value, uint32_t flagWord);
     // Emits the pending bin (nothing in pass-through).
     void Flush();
@@ -42,6 +43,7 @@ public:
 
 private:
     void FreeArrays();
+    void LogSample(double time1, float value);  // the debug line of one sample
     // Whether the outputs `count` and `count` + 1 exist.
     bool PairFits() const { return count <= points - 2; }
 
@@ -63,5 +65,49 @@ private:
     int binCount;
     int binSize;
 };
+
+// Every sample goes through here; see Init for the capacity rules.
+inline void CInterleaveCurve::Add(double time1, double time2, float value, uint32_t flagWord) {
+    if (factor == 1.0) {
+        if (count >= points) return;
+        values[count] = value;
+        times1[count] = time1;
+        times2[count] = time2;
+        flags[count] = flagWord;
+        ++count;
+        return;
+    }
+
+    const bool fits = PairFits();
+    if (binCount == 0) {
+        binMin = binMax = value;
+        maxLast = 1;
+        // A bin starts where the previous bin's output ended; only the
+        // first bin starts at its own first sample.
+        binFirstTime1 = count > 0 ? times1[count - 1] : time1;
+        binFirstTime2 = count > 0 ? times2[count - 1] : time2;
+        if (fits) {
+            flags[count] = 0;
+            flags[count + 1] = 0;
+        }
+    }
+    if (debug != 0) LogSample(time1, value);
+    if (value < binMin) {
+        binMin = value;
+        maxLast = 0;
+    }
+    if (value > binMax) {
+        binMax = value;
+        maxLast = 1;
+    }
+    if (fits) {
+        flags[count] |= flagWord;
+        flags[count + 1] |= flagWord;
+    }
+    ++binCount;
+    binLastTime1 = time1;
+    binLastTime2 = time2;
+    if (binCount == binSize) Flush();
+}
 
 }  // namespace trova

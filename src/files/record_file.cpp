@@ -3,9 +3,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace trova {
-ChunkMemory ScanMemory;
+ChunkMemory ScanMemory[kScanBuffers];
 
 namespace {
 
@@ -86,7 +87,7 @@ bool RecordFile::Read(int64_t offset, uint8_t *out, size_t count) {
 RecordChunks::RecordChunks(RecordFile &file, ChunkMemory &memory, size_t chunkBytes,
                            int64_t headerSize, int64_t recordSize, int64_t first, int64_t end)
     : file_(file),
-      memory_(memory),
+      memory_(&memory),
       headerSize_(headerSize),
       recordSize_(recordSize),
       next_(first),
@@ -96,10 +97,24 @@ RecordChunks::RecordChunks(RecordFile &file, ChunkMemory &memory, size_t chunkBy
 }
 
 bool RecordChunks::Next() {
+    if (posted_) {
+        Settle();
+        if (!postedRead_) {
+            failed_ = true;
+            return false;
+        }
+        std::swap(memory_, spare_);
+        data_ = memory_->data;
+        chunkFirst_ = next_;
+        chunkCount_ = postedCount_;
+        next_ += postedCount_;
+        StartNext();
+        return true;
+    }
     if (failed_ || next_ >= end_ || recordSize_ <= 0) return false;
-    const int64_t count = end_ - next_ < perChunk_ ? end_ - next_ : perChunk_;
+    const int64_t count = CountAt(next_);
     const size_t bytes = static_cast<size_t>(count * recordSize_);
-    uint8_t *memory = ChunkMemoryOf(memory_, bytes);
+    uint8_t *memory = ChunkMemoryOf(*memory_, bytes);
     if (memory == nullptr || !file_.Read(headerSize_ + next_ * recordSize_, memory, bytes)) {
         failed_ = true;
         return false;
@@ -108,7 +123,35 @@ bool RecordChunks::Next() {
     chunkFirst_ = next_;
     chunkCount_ = count;
     next_ += count;
+    if (reader_ != nullptr) StartNext();
     return true;
+}
+
+void RecordChunks::ReadAhead(WorkAhead &reader, ChunkMemory &spare) {
+    reader_ = &reader;
+    spare_ = &spare;
+    StartNext();
+}
+
+void RecordChunks::StartNext() {
+    if (failed_ || next_ >= end_ || recordSize_ <= 0) return;
+    postedCount_ = CountAt(next_);
+    // Without the memory the chunk is read by the next Next(), as before.
+    if (ChunkMemoryOf(*spare_, static_cast<size_t>(postedCount_ * recordSize_)) == nullptr) return;
+    posted_ = true;
+    reader_->Post(ReadPending, this);
+}
+
+void RecordChunks::ReadPending(void *self, int64_t, int64_t) {
+    RecordChunks &c = *static_cast<RecordChunks *>(self);
+    c.postedRead_ = c.file_.Read(c.headerSize_ + c.next_ * c.recordSize_, c.spare_->data,
+                                 static_cast<size_t>(c.postedCount_ * c.recordSize_));
+}
+
+void RecordChunks::Settle() {
+    if (!posted_) return;
+    reader_->Finish();
+    posted_ = false;
 }
 
 }  // namespace trova

@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "frame/parallel.h"
+
 namespace trova {
 
 // What a header parser reads: a length and the bytes it asks for.
@@ -68,9 +70,11 @@ struct ChunkMemory {
     size_t capacity;
 };
 
-// The scan's memory, kept between calls: at most RecordChunks::kScanChunk
-// bytes once a scan has ended (TrimChunkMemory); freed at process detach.
-extern ChunkMemory ScanMemory;
+// The scan's memory, kept between calls: the chunk being taken and the one
+// read ahead, each at most RecordChunks::kScanChunk bytes once a scan has
+// ended (TrimChunkMemory); freed at process detach.
+constexpr int kScanBuffers = 2;
+extern ChunkMemory ScanMemory[kScanBuffers];
 
 // Frees `memory` if it grew beyond `keep` bytes.
 void TrimChunkMemory(ChunkMemory &memory, size_t keep);
@@ -89,6 +93,12 @@ struct LocalChunkMemory {
 // `memory`. A chunk holds as many records as fit in `chunkBytes`, at least
 // one. A read that fails (the file shrank or broke since it was opened)
 // ends the sequence: the records before it were handed out, none after.
+//
+// After ReadAhead, the chunk after the one handed out is read on a helper
+// thread into a second memory while the caller takes the current one; the
+// next Next() waits for that read, or makes it itself when the helper has
+// not begun it by then. The file is touched by one thread at a time, and a
+// chunk handed out stays as it is until the following Next().
 class RecordChunks {
 public:
     static constexpr size_t kScanChunk = size_t{1} << 20;    // the scans'
@@ -96,21 +106,39 @@ public:
 
     RecordChunks(RecordFile &file, ChunkMemory &memory, size_t chunkBytes, int64_t headerSize,
                  int64_t recordSize, int64_t first, int64_t end);
+    RecordChunks(const RecordChunks &) = delete;
+    RecordChunks &operator=(const RecordChunks &) = delete;
+    ~RecordChunks() { Settle(); }  // a read under way ends first
     // The next chunk; false when the records are exhausted or a read failed.
     bool Next();
+    // From now on reads the chunk after the current one on `reader` into
+    // `spare` (read on the calling thread when `spare` cannot grow to a chunk).
+    void ReadAhead(WorkAhead &reader, ChunkMemory &spare);
     const uint8_t *data() const { return data_; }
     int64_t firstRecord() const { return chunkFirst_; }  // index in the file
     int64_t count() const { return chunkCount_; }
     bool failed() const { return failed_; }
 
 private:
+    static void ReadPending(void *self, int64_t, int64_t);
+    int64_t CountAt(int64_t record) const {
+        return end_ - record < perChunk_ ? end_ - record : perChunk_;
+    }
+    void StartNext();  // posts the read of the chunk at next_, when there is one
+    void Settle();     // waits for a posted read
+
     RecordFile &file_;
-    ChunkMemory &memory_;
+    ChunkMemory *memory_;  // the current chunk's
     int64_t headerSize_, recordSize_, next_, end_;
     int64_t perChunk_;
     const uint8_t *data_ = nullptr;
     int64_t chunkFirst_ = 0, chunkCount_ = 0;
     bool failed_ = false;
+    // Reading ahead: the other memory and the read posted into it.
+    WorkAhead *reader_ = nullptr;
+    ChunkMemory *spare_ = nullptr;
+    bool posted_ = false, postedRead_ = false;
+    int64_t postedCount_ = 0;
 };
 
 }  // namespace trova

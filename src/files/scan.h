@@ -1,7 +1,10 @@
 // The record scan every worker shares: the files of the window in table
 // order, each read by chunks of whole records (files/record_file.h), each
 // record of the window handed to the worker's visitor, then the cancel poll
-// and the progress step after every file.
+// and the progress step after every file. While the visitor takes a chunk,
+// the next chunk of the same file is read on a thread of the scan's own
+// (ended and joined when the scan returns); the next file is opened only
+// after the current one's per-file steps, as without it.
 #pragma once
 
 #include <cstdint>
@@ -56,20 +59,31 @@ struct RecordPosition {
 //   void Chunk(const uint8_t *records, int64_t first, int64_t count, int64_t size)
 //                                               -- optional: the records of a chunk
 //                                                  before they are handed over one by one
+//   bool ReadAhead() const                      -- optional: false when the visitor's
+//                                                  chunks keep both cores busy already
+//                                                  (the next chunk is then read after it)
 //   void Record(const uint8_t *record, const RecordPosition &position)
 //   void EndFile()                              -- after poll and progress
 // Every record handed over lies whole in memory; the pointer is valid only
 // during the call. The records a file holds are counted from its length
 // when it is opened (UsableRecords). A file that cannot be opened or whose
 // first chunk cannot be read is skipped (BeginFile is not called), but it is
-// still polled and counted in the progress; one whose read fails part-way (it shrank or broke while being read) keeps the records
-// handed over before the failure and gives none after it. Returns true
-// when the scan ended on a cancel request.
+// still polled and counted in the progress; one whose read fails part-way
+// (it shrank or broke while being read) keeps the records handed over
+// before the failure and gives none after it. A chunk is read at most one
+// chunk ahead of the one being taken, never before its file's BeginFile.
+// Returns true when the scan ended on a cancel request.
 template <class Visitor, class = void>
 struct TakesChunks : std::false_type {};
 template <class Visitor>
 struct TakesChunks<Visitor, std::void_t<decltype(std::declval<Visitor &>().Chunk(
                                 nullptr, int64_t{}, int64_t{}, int64_t{}))>> : std::true_type {};
+
+template <class Visitor, class = void>
+struct ChoosesReadAhead : std::false_type {};
+template <class Visitor>
+struct ChoosesReadAhead<Visitor, std::void_t<decltype(std::declval<const Visitor &>().ReadAhead())>>
+    : std::true_type {};
 
 template <class Visitor>
 bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecordRule rule,
@@ -77,6 +91,7 @@ bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecor
     const int32_t lastFile = window.endFile - 1;
     const int64_t stop = window.stopRecord;
     bool cancelled = false;
+    WorkAhead reader;  // started at the first file of more than one chunk
     for (int32_t f = window.startFile; f < window.endFile; ++f) {
         const FileInfoRecord &file = table.entries[f];
         RecordFile stream;
@@ -89,12 +104,15 @@ bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecor
             if (end > count) end = count;
             const int64_t last = end - 1;
             const int64_t size = file.recordSize;
-            RecordChunks chunks(stream, ScanMemory, RecordChunks::kScanChunk, file.headerSize,
+            RecordChunks chunks(stream, ScanMemory[0], RecordChunks::kScanChunk, file.headerSize,
                                 size, first < 0 ? 0 : first, end < usable ? end : usable);
             // A file whose first chunk cannot be read is skipped like one
             // that cannot be opened: the visitor never sees it begin.
             bool more = chunks.Next();
             if ((more || !chunks.failed()) && visitor.BeginFile(file)) {
+                bool readAhead = true;
+                if constexpr (ChoosesReadAhead<Visitor>::value) readAhead = visitor.ReadAhead();
+                if (readAhead) chunks.ReadAhead(reader, ScanMemory[1]);
                 for (; more; more = chunks.Next()) {
                     const uint8_t *record = chunks.data();
                     const int64_t r0 = chunks.firstRecord();
@@ -115,7 +133,7 @@ bool ScanWindow(const FileTableState &table, const TimeWindow &window, StopRecor
         visitor.EndFile();
         if (cancelled) break;
     }
-    TrimChunkMemory(ScanMemory, RecordChunks::kScanChunk);
+    for (ChunkMemory &memory : ScanMemory) TrimChunkMemory(memory, RecordChunks::kScanChunk);
     return cancelled;
 }
 

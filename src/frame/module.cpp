@@ -28,7 +28,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void *) {
         // The table and the scan's chunk memory are released; the event is
         // left to the process end.
         if (FileTable.valid) ReleaseFileTable();
-        ReleaseChunkMemory(ScanMemory);
+        for (ChunkMemory &memory : ScanMemory) ReleaseChunkMemory(memory);
     }
     return TRUE;
 }

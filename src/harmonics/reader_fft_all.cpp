@@ -99,6 +99,12 @@ public:
     // before the records are taken in order, each value by the same steps.
     // The curves of XT3 take a whole chunk at once, split between the two
     // threads by curve, each curve its records in order.
+    // Those chunks keep both cores busy: reading the next one meanwhile
+    // was measured to cost them time (docs/performance.md).
+    bool ReadAhead() const {
+        return !(quantity_.source == HarmonicSource::kAnglePower || Sink::kTakesCells);
+    }
+
     void Chunk(const uint8_t *records, int64_t first, int64_t count, int64_t size) {
         preparedCount_ = 0, chunkTaken_ = false;
         const bool angles = quantity_.source == HarmonicSource::kAnglePower;
