@@ -26,7 +26,7 @@ build_library "$work/old" "$work/old-build"
 build_library "$root" "$root/build/compare"
 "${CXX:-g++}" -std=c++17 -O2 -ffp-contract=off -I"$root/include" -I"$root/tools/recwriter" \
   -I"$root/tests/calls" "$root/tests/calls/random_calls.cpp" "$root/tests/calls/reader_call.cpp" \
-  "$root/tests/calls/generated_calls.cpp" "$root/tests/calls/outcome.cpp" \
+  "$root/tests/calls/generated_calls.cpp" \
   "$root/build/compare/tools/recwriter/libtrova_recwriter.a" \
   -L"$root/build/compare/src" -ltrova -o "$work/random_calls"
 
