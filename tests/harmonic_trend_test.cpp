@@ -73,41 +73,26 @@ TEST_F(FftXtTest, EveryCodeOfEveryReaderBothValueSetsAndJoin) {
     }
 }
 
-TEST_F(FftXtTest, WindowBoundsAndGroupSizes) {
+// The window's rules are the shared scan's (FileTableTest); one case per
+// reader: records 7 to the stop record 25 of three files in groups of 5,
+// the last group short.
+TEST_F(FftXtTest, WindowReadsTheStopRecord) {
     const rec::RecordingPlan plan = EdgePlan(6, 8, true, {10, 10, 10});
     const rec::RecordingInfo info = Write(plan);
-    const std::vector<rec::MemberInfo> table = info.table();
-    struct Case {
-        int startFile;
-        double start;
-        int stopFile;
-        double stop;
-        int points, first, last, factor;
-    };
-    const Case cases[] = {
-        {0, 7.0, 2, 5.0, 4, 7, 25, 5},    // the stop record is read
-        {1, -0.5, 1, 9.0, 4, 10, 19, 3},  // from between two files
-        {-1, 0, -1, 0, 29, 0, 29, 2},     {-1, 0, -1, 0, 0, 0, -1, 0},  // no room: nothing read
-        {2, 0.0, 0, 3.0, 4, 0, -1, 1},    // TStop before TStart: no file
-    };
-    for (const Case &w : cases) {
-        for (R reader : {R::kXt1, R::kXt2}) {
-            if (w.last < w.first && reader == R::kXt1) continue;  // no result published
-            Call call{reader};
-            call.points = w.points;
-            if (w.startFile >= 0) call.tStart = table[size_t(w.startFile)].firstTime + w.start;
-            if (w.stopFile >= 0) call.tStop = table[size_t(w.stopFile)].firstTime + w.stop;
-            SCOPED_TRACE(call.Name() + " points " + std::to_string(w.points));
-            Check(call, PathOf(info, 2), plan, ModelRecords(info, w.first, w.last, plan.flags),
-                  {{2, 0, 0}, w.factor, w.factor});
-        }
+    for (R reader : {R::kXt1, R::kXt2}) {
+        Call call{reader};
+        call.points = 4;
+        call.tStart = info.table()[0].firstTime + 7.0, call.tStop = info.table()[2].firstTime + 5.0;
+        SCOPED_TRACE(call.Name());
+        Check(call, PathOf(info, 2), plan, ModelRecords(info, 7, 25, plan.flags), {{2, 0, 0}, 5, 5});
     }
 }
 
 // Position H of phase p is read where it lies: position 0 of phase p + 1,
 // after the last phase the array's head. A position or reference beyond
-// the record, or a field reaching past its end, leaves the file's records out.
-TEST_F(FftXtTest, PositionsBeyondHAndBeyondTheRecord) {
+// the record, or a field reaching past its end, leaves the file's records
+// out; the spectra's codes that take no reference do not read it.
+TEST_F(FftXtTest, PositionsAndReferencesBeyondHAndBeyondTheRecord) {
     rec::RecordingPlan plan = EdgePlan(6, 8, true, {6});
     plan.harmonic.extraRecordBytes = 2;
     const rec::RecordingInfo info = Write(plan);
@@ -120,14 +105,28 @@ TEST_F(FftXtTest, PositionsBeyondHAndBeyondTheRecord) {
     }
     next.quantity = 10;  // the last phase's stored power would end 2 bytes past the record
     Check(next, PathOf(info, 0), plan, {}, {{10, 0, 0}, 1, 1});
-    for (int harmonic : {1 << 20, -5000, 0x7FFFFFFF, 3}) {
-        for (R reader : {R::kXt1, R::kXt2}) {
-            Call call{reader, harmonic == 3 ? 6 : 2};
-            call.harmonic = harmonic;
-            call.firstHarmonic = harmonic == 3 ? 100000 : 1;
-            SCOPED_TRACE(call.Name() + " position " + std::to_string(harmonic));
-            Check(call, PathOf(info, 0), plan, {}, {{call.quantity, 0, 0}, 1, 1});
-        }
+    struct Case {
+        R reader;
+        int quantity, minMax, harmonic, firstHarmonic;
+        Corrected c;
+        bool read;
+    };
+    const Case cases[] = {
+        {R::kXt1, 2, 1, 1 << 20, 1, {2, 0, 0}, false},     {R::kXt2, 2, 1, -5000, 1, {2, 0, 0}, false},
+        {R::kXt1, 2, 1, 0x7FFFFFFF, 1, {2, 0, 0}, false},  {R::kXt2, 6, 1, 3, 100000, {6, 0, 0}, false},
+        {R::kXt1, 6, 1, 3, 100000, {6, 0, 0}, false},      {R::kAll1, 9, 1, 0, 1 << 24, {9, 0, 0}, false},
+        {R::kAll2, 6, 1, 0, 1 << 24, {6, 0, 0}, false},    {R::kAll2, 10, 0, 0, 1 << 24, {2, 1, 0}, true},
+        {R::kAll1, 2, 1, 0, -3, {2, 0, 0}, true},
+    };
+    for (const Case &k : cases) {
+        Call call{k.reader, k.quantity, k.minMax};
+        call.harmonic = k.harmonic;
+        call.firstHarmonic = k.firstHarmonic;
+        call.rows = 8;
+        SCOPED_TRACE(call.Name() + " position " + std::to_string(k.harmonic) + " reference " +
+                     std::to_string(k.firstHarmonic));
+        Check(call, PathOf(info, 0), plan, ModelRecords(info, 0, k.read ? 5 : -1, plan.flags),
+              {k.c, 1, 1, call.Spectrum() ? 8 : -1});
     }
 }
 
@@ -284,33 +283,6 @@ TEST_F(FftXt3Test, RecordsOutsideTheBoundsCloseTheBins) {
     open.points = 100;
     open.tStop = tStop + 500.0;
     Check(open, path, plan, all, {{2, 0, 0}, 0, 40});
-}
-
-class FftAllTest : public ReaderTest {};
-
-// A reference beyond the record leaves the relative codes out; the others
-// do not read it.
-TEST_F(FftAllTest, ReferencesBeyondTheRecord) {
-    const rec::RecordingPlan plan = EdgePlan(6, 6, true, {5});
-    const rec::RecordingInfo info = Write(plan);
-    struct Case {
-        R reader;
-        int quantity, minMax, firstHarmonic;
-        Corrected c;
-        bool read;
-    };
-    const Case cases[] = {
-        {R::kAll1, 9, 1, 1 << 24, {9, 0, 0}, false},  {R::kAll2, 6, 1, 1 << 24, {6, 0, 0}, false},
-        {R::kAll2, 10, 0, 1 << 24, {2, 1, 0}, true},  {R::kAll1, 2, 1, -3, {2, 0, 0}, true},
-    };
-    for (const Case &k : cases) {
-        Call call{k.reader, k.quantity, k.minMax};
-        call.firstHarmonic = k.firstHarmonic;
-        call.rows = 6;
-        SCOPED_TRACE(call.Name() + " reference " + std::to_string(k.firstHarmonic));
-        Check(call, PathOf(info, 0), plan, ModelRecords(info, 0, k.read ? 4 : -1, plan.flags),
-              {k.c, 1, 1, 6});
-    }
 }
 
 }  // namespace
