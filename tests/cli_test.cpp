@@ -55,18 +55,14 @@ TEST_F(TrovaCli, UsageErrorsNameTheOptionAndTheAcceptedValues) {
         {"bogus " + trend, "unknown command \"bogus\": one of info, xt, xt2, hist"},
         {"xt", "PATH is required"},
         {"xt " + trend + " --quantity abc", "--quantity: \"abc\" is not a whole number from 0 to 127"},
-        {"xt " + trend + " --points 0", "--points: \"0\" is not a whole number from 1 to"},
         {"xt " + trend + " --block 3", "--block: \"3\" is not a whole number from 0 to 2"},
         {"xt " + trend + " --from yesterday", "--from: \"yesterday\" is not a time"},
         {"xt " + trend + " --from 0 --last 60", "--from excludes --last"},
-        {"hist " + trend + " --min low", "--min: \"low\" is not a number"},
         {"fft-table " + harmonic + " --percentile 1.5", "--percentile: \"1.5\" is not a number from 0 to 1"},
-        {"fft-table " + harmonic + " --quantity 11", "--quantity: \"11\" is not a whole number from 1 to 10"},
         {"fft-xt " + harmonic + " --harmonic 999", "--harmonic: 999 is not a position of this recording: 0 to 24"},
         {"fft-xt " + harmonic + " --quantity 14", "--quantity: codes 14 to 17 need --reader 3"},
         {"fft-hist " + harmonic + " --reader 3", "--reader: \"3\" is not a whole number from 1 to 2"},
         {"info " + trend + " --format xml", "--format: xml not in {table,csv,json}"},
-        {"info " + trend + " --variant other", "--variant: other not in {auto,trend,harmonic}"},
     };
     for (const auto &c : cases) {
         const Outcome o = Run(c.arguments + " --no-log");
@@ -98,7 +94,6 @@ TEST_F(TrovaCli, EveryViewInEveryFormatAgrees) {
     const std::string trend = Sample("sample"), harmonic = Sample("sample-harmonic");
     const struct { std::string arguments, firstTable; } views[] = {
         {"info " + trend, "files"},
-        {"info " + harmonic, "files"},
         {"xt " + trend + " --points 7 --from 2023-12-31T01:00:00Z", "points"},
         {"xt2 " + trend + " --points 8 --extref -1", "points"},
         {"hist " + trend + " --min 226 --max 234 --flagged 1", "channels"},

@@ -88,10 +88,6 @@ TEST_F(HostPathsTest, DirectoriesOddNamesLongPathsAndManyMembersGiveAClearStatus
              return root + "/d/meas.001.dat";
          },
          Expect::kRefused},
-        {"a directory without a name part", [](const std::string &root, const rec::RecordingPlan &) {
-             return root;
-         },
-         Expect::kRefused},
         {"a directory among the members",
          [](const std::string &root, const rec::RecordingPlan &plan) {
              const std::string path = WriteIn(root + "/m", plan);

@@ -39,78 +39,50 @@ def test_arrays_sized_by_the_quantity(recordings, read, quantity, block, channel
         np.testing.assert_array_equal(values[c], trend_value(RECORDS, block, quantity, c))
 
 
-@pytest.mark.parametrize("flagged, counted", [(True, 180), (False, 135)])
-def test_histogram_counts_every_value_once(recordings, flagged, counted):
-    result = trova.histogram(recordings["trend"]["first"], quantity=2, block=2, flagged=flagged)
-    np.testing.assert_array_equal(result.counts.sum(axis=1), counted)
+@pytest.mark.parametrize("value_range", [None, "fixed"])
+def test_histogram_passes_flagged_and_its_range(recordings, value_range):
+    low = trend_value(1, 2, 2, 0)
+    result = trova.histogram(recordings["trend"]["first"], quantity=2, block=2, flagged=False,
+                             value_range=(low, low + 98) if value_range else None)
+    np.testing.assert_array_equal(result.counts.sum(axis=1), 135)  # every 4th record flagged
     assert (result.flagged_records, result.total_records) == (45, 180)
-    np.testing.assert_array_equal(result.start, trend_value(0 if flagged else 1, 2, 2,
-                                                            np.arange(3)))
-    np.testing.assert_allclose(result.edges[:, -1], trend_value(179, 2, 2, np.arange(3)),
-                               rtol=1e-6)
-
-
-def test_histogram_fixed_range_puts_outliers_in_the_last_bin(recordings):
-    low = trend_value(0, 2, 2, 0)
-    result = trova.histogram(recordings["trend"]["first"], quantity=2, block=2,
-                             value_range=(low, low + 98))
-    assert (result.width[0], result.start[0]) == (1.0, low - 1)
-    assert (result.counts[0, 0], result.counts[0, 99]) == (0, 1 + 81)
-    np.testing.assert_array_equal(result.counts[0, 1:99], 1)
-    assert (result.range_points[0], result.total_points[0]) == (99, 180)
+    if value_range:  # 98 bins of 1 from low, one below and one above for the outliers
+        assert (result.width[0], result.start[0], result.range_points[0]) == (1.0, low - 1, 75)
+    else:
+        np.testing.assert_array_equal(result.start, trend_value(1, 2, 2, np.arange(3)))
 
 
 FLAT_POINTS = 120
 
 
-@pytest.mark.parametrize("reader, quantity, value_set, field, from_set", [
-    ("angles", 2, 0, 2, 0),
-    ("powers", 3, 0, 3, 0),
-    ("decimated", 2, 0, 2, 0),
-    ("powers", 6, 1, 2, 1),     # with value set 1, code 6 reads the voltage of set 1
-    ("powers", 8, 0, 5, 0),     # stored active power
-    ("decimated", 10, 0, 5, 2),  # stored apparent power
+# Harmonic readers: the package passes the quantity, position, value set and
+# reader and sizes the arrays from the recording; the codes are pinned by the
+# library's own suites.
+@pytest.mark.parametrize("read, reader, quantity, value_set, field, from_set", [
+    (trova.harmonic_trend, "decimated", 10, 0, 5, 2),  # stored apparent power
+    (trova.harmonic_trend, "powers", 6, 1, 2, 1),      # voltage of value set 1
+    (trova.spectrum_trend, "angles", 1, 0, 2, 0),
+    (trova.harmonic_histogram, "powers", 3, 0, 3, 0),
 ])
-def test_harmonic_trend_values(recordings, reader, quantity, value_set, field, from_set):
-    result = trova.harmonic_trend(recordings["flat"]["first"], quantity=quantity, harmonic=3,
-                                  value_set=value_set, reader=reader, points=500)
-    values = result.values if reader == "decimated" else result.mean
-    assert (result.status, values.shape) == (0, (3, FLAT_POINTS))
-    for p in range(3):
-        np.testing.assert_array_equal(values[p], harmonic_value(0, field, from_set, p, 3))
-
-
-@pytest.mark.parametrize("reader, quantity, field, from_set", [
-    ("angles", 1, 2, 0), ("powers", 2, 3, 0), ("powers", 5, 5, 2), ("decimated", 4, 5, 1)])
-def test_spectrum_trend_values(recordings, reader, quantity, field, from_set):
-    result = trova.spectrum_trend(recordings["flat"]["first"], quantity=quantity, reader=reader)
-    stat = "value" if reader == "decimated" else "mean"
-    values = result.statistics[stat]
-    assert values.shape[:2] == (3, 12) and values.shape[2] > 0
-    expected = harmonic_value(0, field, from_set, np.arange(3)[:, None], np.arange(12)[None, :])
-    np.testing.assert_array_equal(values, np.broadcast_to(expected[:, :, None], values.shape))
-
-
-@pytest.mark.parametrize("reader, flagged, counted", [
-    ("angles", None, 120), ("powers", True, 120), ("powers", False, 96)])
-def test_harmonic_histogram_of_a_flat_series(recordings, reader, flagged, counted):
-    result = trova.harmonic_histogram(recordings["flat"]["first"], quantity=3, harmonic=5,
-                                      reader=reader, flagged=flagged)
-    np.testing.assert_array_equal(result.counts[:, 0], counted)
-    np.testing.assert_array_equal(result.counts.sum(axis=1), counted)
-    np.testing.assert_array_equal(result.start, harmonic_value(0, 3, 0, np.arange(3), 5))
-    np.testing.assert_array_equal(result.width, 0.0)
-    if reader == "powers":
-        assert (result.flagged_records, result.total_records) == (24, 120)
-
-
-@pytest.mark.parametrize("reader", ["angles", "powers"])
-def test_harmonic_table_of_a_flat_series(recordings, reader):
-    result = trova.harmonic_table(recordings["flat"]["first"], percentile=0.95, reader=reader)
-    phases, positions = np.arange(3)[:, None], np.arange(12)[None, :]
-    np.testing.assert_array_equal(result.table, harmonic_value(0, 2, 0, phases, positions))
-    np.testing.assert_array_equal(result.value_a, harmonic_value(0, 4, 0, np.arange(3), 0))
-    np.testing.assert_array_equal(result.value_b, harmonic_value(0, 4, 0, np.arange(3), 1))
+def test_harmonic_readers_pass_their_arguments(recordings, read, reader, quantity, value_set,
+                                               field, from_set):
+    path = recordings["flat"]["first"]
+    phases = np.arange(3)
+    if read is trova.harmonic_histogram:
+        result = read(path, quantity=quantity, harmonic=5, reader=reader, flagged=False)
+        np.testing.assert_array_equal(result.counts[:, 0], 96)  # every 5th record flagged
+        np.testing.assert_array_equal(result.start, harmonic_value(0, field, from_set, phases, 5))
+    elif read is trova.spectrum_trend:
+        values = read(path, quantity=quantity, reader=reader).statistics["mean"]
+        expected = harmonic_value(0, field, from_set, phases[:, None], np.arange(12)[None, :])
+        np.testing.assert_array_equal(values, np.broadcast_to(expected[:, :, None], (3, 12, 60)))
+    else:
+        result = read(path, quantity=quantity, harmonic=3, value_set=value_set, reader=reader,
+                      points=500)
+        values = result.values if reader == "decimated" else result.mean
+        assert (result.status, values.shape) == (0, (3, FLAT_POINTS))
+        for p in phases:
+            np.testing.assert_array_equal(values[p], harmonic_value(0, field, from_set, p, 3))
 
 
 def test_harmonic_table_passes_the_percentile(recordings):

@@ -11,8 +11,6 @@ from conftest import harmonic_value, trend_value
 @pytest.mark.parametrize("kind, call, status, argument, check", [
     ("trend", lambda p: trova.trend(p, quantity=2, block=5, points=500), 2, "block",
      lambda r: np.testing.assert_array_equal(r.mean[1], trend_value(np.arange(180), 0, 2, 1))),
-    ("trend", lambda p: trova.trend(p, quantity=50, block=1, points=500), 4, "quantity",
-     lambda r: np.testing.assert_array_equal(r.mean, [trend_value(np.arange(180), 1, 0, 0)])),
     ("ramp", lambda p: trova.harmonic_trend(p, quantity=9, reader="powers", points=500), 5,
      "quantity", lambda r: np.testing.assert_array_equal(
          r.mean, [harmonic_value(np.arange(100), 1, 0, 0, 0, step=1.0)])),
