@@ -67,7 +67,7 @@ MUTANTS = [
     ("src/files/window.cpp", "return ClampToInt32((samples + points - 1) / points);", "return ClampToInt32(samples / points);", "group factor rounded down"),
     ("src/files/window.cpp", "return sum - window.startRecord + window.stopRecord -", "return sum - window.startRecord + 1 + window.stopRecord -", "window's record count one too many"),
     ("src/curve/interleave_curve.cpp", "if (whole > 0.0 && std::fmod(whole, 2.0) == 1.0) whole += 1.0;", "", "curve bin size left odd"),
-    ("src/curve/interleave_curve.cpp", "binFirstTime1 = count > 0 ? times1[count - 1] : time1;", "binFirstTime1 = time1;", "curve bin starts at its own first sample"),
+    ("src/curve/interleave_curve.h", "binFirstTime1 = count > 0 ? times1[count - 1] : time1;", "binFirstTime1 = time1;", "curve bin starts at its own first sample"),
     ("src/trend/reader_hist.cpp", "index = TruncToInt32(quotient);", "index = TruncToInt32(quotient + 0.5);", "histogram bin index rounded, not truncated"),
     ("src/trend/reader_hist.cpp", "range.minimum[c] = static_cast<float>(params.HMin - width);", "range.minimum[c] = static_cast<float>(params.HMin);", "fixed-range bins counted from HMin, not one bin below"),
     ("src/harmonics/harmonic_grouping.cpp", "if (min_[at] > v) {", "if (min_[at] >= v) {", "time of the minimum from the last of equal minima"),
