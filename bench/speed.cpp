@@ -1,13 +1,15 @@
 // What a reader call costs against reading its bytes. Writes a trend and a
 // harmonic recording (default 256 MiB each, 8 files), then in one process
 // measures, interleaved round by round:
-//   raw    reading the same files whole into one reused buffer,
+//   raw    reading the same files whole into one reused buffer, and in
+//          1 MiB pieces into one reused 1 MiB buffer (the scan's reads),
 //   cached each of the thirteen readers over the whole recording, the file
 //          table built by an earlier call,
 //   first  the same call right after the table was dropped,
 // and each call's peak resident-memory increase (Linux: the high-water mark
 // reset through /proc/self/clear_refs before the call). Prints medians in
-// MB/s and the ratio reader/raw (two-pass readers also per pass).
+// MB/s and the ratio reader/raw (two-pass readers also per pass; /1MiB is
+// the per-pass ratio against the reads in pieces).
 //
 //   trova_speed [--size MiB] [--files N] [--rounds N] [--dir DIR] [--only NAME]
 #include <sys/resource.h>
@@ -106,17 +108,24 @@ Sample Measure(const std::function<void()> &call) {
     return {t1 - t0, peak < 0 ? 0 : peak};
 }
 
-// The raw read: every file whole into one buffer kept across rounds.
-void ReadRaw(const Recording &r, std::vector<char> &buffer) {
+// The raw read: every file into one buffer kept across rounds, whole
+// (`piece` 0) or in pieces of `piece` bytes (the size of the scan's chunks:
+// the same reads a reader makes, into memory that stays in the cache).
+void ReadRaw(const Recording &r, std::vector<char> &buffer, size_t piece = 0) {
     for (const std::string &name : r.files) {
         std::FILE *f = std::fopen(name.c_str(), "rb");
         if (f == nullptr) continue;
         std::fseek(f, 0, SEEK_END);
         const long length = std::ftell(f);
         std::fseek(f, 0, SEEK_SET);
-        if (static_cast<long>(buffer.size()) < length) buffer.resize(static_cast<size_t>(length));
-        if (std::fread(buffer.data(), 1, static_cast<size_t>(length), f) != size_t(length)) {
-            std::fprintf(stderr, "short read of %s\n", name.c_str());
+        const size_t step = piece == 0 ? static_cast<size_t>(length) : piece;
+        if (buffer.size() < step) buffer.resize(step);
+        for (long done = 0; done < length; done += static_cast<long>(step)) {
+            const size_t want = std::min(step, static_cast<size_t>(length - done));
+            if (std::fread(buffer.data(), 1, want, f) != want) {
+                std::fprintf(stderr, "short read of %s\n", name.c_str());
+                break;
+            }
         }
         std::fclose(f);
     }
@@ -293,8 +302,9 @@ int main(int argc, char **argv) {
                                      [&](const Reader &r) { return o.only != r.name; }),
                       readers.end());
     }
-    std::vector<char> rawBuffer;
-    std::vector<double> rawTrend, rawHarm;
+    std::vector<char> rawBuffer, pieceBuffer;
+    std::vector<double> rawTrend, rawHarm, pieceTrend, pieceHarm;
+    constexpr size_t kPiece = size_t{1} << 20;
     // Warm-up: page cache, raw buffer, module state.
     ReadRaw(trend, rawBuffer);
     ReadRaw(harm, rawBuffer);
@@ -307,6 +317,8 @@ int main(int argc, char **argv) {
             const Recording &rec = *r.recording;
             (rec.path == trend.path ? rawTrend : rawHarm)
                 .push_back(Measure([&] { ReadRaw(rec, rawBuffer); }).seconds);
+            (rec.path == trend.path ? pieceTrend : pieceHarm)
+                .push_back(Measure([&] { ReadRaw(rec, pieceBuffer, kPiece); }).seconds);
             r.call();  // the table of this recording is cached now
             r.cached.push_back(Measure([&] { r.call(); }));
             trova::ReleaseFileTable();
@@ -316,19 +328,21 @@ int main(int argc, char **argv) {
     const double mb = 1e6;
     std::printf("%lld MiB per recording, %d files, %d rounds, medians\n",
                 static_cast<long long>(o.sizeMiB), o.files, o.rounds);
-    std::printf("%-30s %9s %9s %7s %7s %9s %9s %9s\n", "reader", "raw MB/s", "MB/s", "ratio",
-                "/pass", "first/c", "peak KiB", "first KiB");
+    std::printf("%-30s %9s %9s %9s %7s %7s %7s %9s %9s %9s\n", "reader", "raw MB/s", "1MiB MB/s",
+                "MB/s", "ratio", "/pass", "/1MiB", "first/c", "peak KiB", "first KiB");
     for (const Reader &r : readers) {
         const Recording &rec = *r.recording;
         const double raw = Median(rec.path == trend.path ? rawTrend : rawHarm);
+        const double pieces = Median(rec.path == trend.path ? pieceTrend : pieceHarm);
         std::vector<double> c, f;
         long peak = 0, firstPeak = 0;
         for (const Sample &s : r.cached) c.push_back(s.seconds), peak = std::max(peak, s.peakKb);
         for (const Sample &s : r.first) f.push_back(s.seconds), firstPeak = std::max(firstPeak, s.peakKb);
         const double cs = Median(c), fs = Median(f);
         const double ratio = raw / cs;
-        std::printf("%-30s %9.0f %9.0f %7.2f %7.2f %9.2f %9ld %9ld\n", r.name, rec.bytes / raw / mb,
-                    rec.bytes / cs / mb, ratio, ratio * r.passes, fs / cs, peak, firstPeak);
+        std::printf("%-30s %9.0f %9.0f %9.0f %7.2f %7.2f %7.2f %9.2f %9ld %9ld\n", r.name,
+                    rec.bytes / raw / mb, rec.bytes / pieces / mb, rec.bytes / cs / mb, ratio,
+                    ratio * r.passes, pieces / cs * r.passes, fs / cs, peak, firstPeak);
     }
     if (o.dir.empty()) std::system(("rm -rf " + base).c_str());
     return 0;
