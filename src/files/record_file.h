@@ -101,7 +101,7 @@ struct LocalChunkMemory {
 // chunk handed out stays as it is until the following Next().
 class RecordChunks {
 public:
-    static constexpr size_t kScanChunk = size_t{1} << 20;    // the scans'
+    static constexpr size_t kScanChunk = size_t{1} << 21;    // the scans'
     static constexpr size_t kSearchChunk = size_t{1} << 16;  // the window search's
 
     RecordChunks(RecordFile &file, ChunkMemory &memory, size_t chunkBytes, int64_t headerSize,
