@@ -11,104 +11,130 @@
 
 namespace trova {
 
-// The part the helper thread runs next, handed over by events (Windows) or
-// a condition variable; the hand-over orders the memory both ways.
-struct HelperThread::State {
-    RangeWork work = nullptr;
-    void *context = nullptr;
-    int64_t begin = 0, end = 0;
-    bool quit = false;
+namespace {
+
+// A thread that serves work handed over by two auto-reset events: `ready`
+// to the thread, `done` from it (a signal wakes one wait, or the next one).
+// The hand-over orders the memory both ways. Stop sets the quit flag, wakes
+// the thread and waits for it to end.
+class ServingThread {
+public:
+    using Serve = void (*)(void *self);
+    ServingThread() = default;
+    ServingThread(const ServingThread &) = delete;
+    ServingThread &operator=(const ServingThread &) = delete;
+
+    bool quitting() const { return quit_.load(); }
 #ifdef _WIN32
-    HANDLE thread = nullptr, ready = nullptr, done = nullptr;
-
-    static unsigned __stdcall Loop(void *self) {
-        State &s = *static_cast<State *>(self);
-        for (;;) {
-            WaitForSingleObject(s.ready, INFINITE);
-            if (s.quit) return 0;
-            s.work(s.context, s.begin, s.end);
-            SetEvent(s.done);
+    bool Start(Serve serve, void *self) {
+        serve_ = serve, self_ = self;
+        ready_ = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+        done_ = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+        if (ready_ != nullptr && done_ != nullptr) {
+            thread_ = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, Loop, this, 0, nullptr));
         }
+        return thread_ != nullptr;
     }
-    bool Start() {
-        ready = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-        done = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-        if (ready != nullptr && done != nullptr) {
-            thread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, Loop, this, 0, nullptr));
-        }
-        return thread != nullptr;
-    }
-    void Hand() { SetEvent(ready); }
-    void AwaitDone() { WaitForSingleObject(done, INFINITE); }
+    void SignalReady() { SetEvent(ready_); }
+    void AwaitReady() { WaitForSingleObject(ready_, INFINITE); }
+    void SignalDone() { SetEvent(done_); }
+    void AwaitDone() { WaitForSingleObject(done_, INFINITE); }
     void Stop() {
-        if (thread != nullptr) {
-            quit = true;
-            SetEvent(ready);
-            WaitForSingleObject(thread, INFINITE);
-            CloseHandle(thread);
+        if (thread_ != nullptr) {
+            quit_ = true;
+            SetEvent(ready_);
+            WaitForSingleObject(thread_, INFINITE);
+            CloseHandle(thread_);
+            thread_ = nullptr;
         }
-        if (ready != nullptr) CloseHandle(ready);
-        if (done != nullptr) CloseHandle(done);
+        if (ready_ != nullptr) CloseHandle(ready_);
+        if (done_ != nullptr) CloseHandle(done_);
+        ready_ = done_ = nullptr;
     }
-#else
-    std::thread thread;
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool pending = false;
 
-    void Loop() {
-        std::unique_lock<std::mutex> lock(mutex);
-        for (;;) {
-            changed.wait(lock, [this] { return pending || quit; });
-            if (!pending) return;
-            lock.unlock();
-            work(context, begin, end);
-            lock.lock();
-            pending = false;
-            changed.notify_all();
-        }
+private:
+    static unsigned __stdcall Loop(void *self) {
+        ServingThread &t = *static_cast<ServingThread *>(self);
+        t.serve_(t.self_);
+        return 0;
     }
-    bool Start() {
+    HANDLE thread_ = nullptr, ready_ = nullptr, done_ = nullptr;
+    Serve serve_ = nullptr;
+    void *self_ = nullptr;
+#else
+    bool Start(Serve serve, void *self) {
         try {
-            thread = std::thread([this] { Loop(); });
+            thread_ = std::thread([serve, self] { serve(self); });
         } catch (...) {
             return false;
         }
         return true;
     }
-    void Hand() {
-        std::lock_guard<std::mutex> lock(mutex);
-        pending = true;
-        changed.notify_all();
-    }
-    void AwaitDone() {
-        std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [this] { return !pending; });
-    }
+    void SignalReady() { ready_.Signal(); }
+    void AwaitReady() { ready_.Await(); }
+    void SignalDone() { done_.Signal(); }
+    void AwaitDone() { done_.Await(); }
     void Stop() {
-        if (!thread.joinable()) return;
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            quit = true;
-            changed.notify_all();
-        }
-        thread.join();
+        if (!thread_.joinable()) return;
+        quit_ = true;
+        ready_.Signal();
+        thread_.join();
     }
+
+private:
+    struct Event {
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool set = false;
+        void Signal() {
+            std::lock_guard<std::mutex> lock(mutex);
+            set = true;
+            changed.notify_one();
+        }
+        void Await() {
+            std::unique_lock<std::mutex> lock(mutex);
+            changed.wait(lock, [this] { return set; });
+            set = false;
+        }
+    };
+    std::thread thread_;
+    Event ready_, done_;
 #endif
+    std::atomic<bool> quit_{false};
+};
+
+}  // namespace
+
+// The part the helper thread runs next.
+struct HelperThread::State {
+    RangeWork work = nullptr;
+    void *context = nullptr;
+    int64_t begin = 0, end = 0;
+    ServingThread thread;
+
+    static void Serve(void *self) {
+        State &s = *static_cast<State *>(self);
+        for (;;) {
+            s.thread.AwaitReady();
+            if (s.thread.quitting()) return;
+            s.work(s.context, s.begin, s.end);
+            s.thread.SignalDone();
+        }
+    }
 };
 
 HelperThread::HelperThread() = default;
 
 HelperThread::~HelperThread() {
-    if (state_) state_->Stop();
+    if (state_) state_->thread.Stop();
 }
 
 void HelperThread::SplitInTwo(int64_t count, RangeWork work, void *context) {
     const int64_t half = count / 2;
     if (!state_ && !failed_ && half > 0) {
         state_.reset(new State);
-        if (!state_->Start()) {
-            state_->Stop();
+        if (!state_->thread.Start(State::Serve, state_.get())) {
+            state_->thread.Stop();
             state_.reset();
             failed_ = true;
         }
@@ -118,9 +144,9 @@ void HelperThread::SplitInTwo(int64_t count, RangeWork work, void *context) {
         return;
     }
     state_->work = work, state_->context = context, state_->begin = half, state_->end = count;
-    state_->Hand();
+    state_->thread.SignalReady();
     work(context, 0, half);
-    state_->AwaitDone();
+    state_->thread.AwaitDone();
 }
 
 // The posted work's stage: the helper begins it only by moving it from
@@ -141,91 +167,25 @@ inline void Pause() {
 
 struct WorkAhead::State {
     std::atomic<int> stage{kIdle};
-    std::atomic<bool> quit{false};
     RangeWork work = nullptr;
     void *context = nullptr;
-#ifdef _WIN32
-    HANDLE thread = nullptr, ready = nullptr, done = nullptr;  // auto-reset events
+    ServingThread thread;
 
-    static unsigned __stdcall Loop(void *self) {
-        static_cast<State *>(self)->Serve();
-        return 0;
-    }
-    bool Start() {
-        ready = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-        done = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-        if (ready != nullptr && done != nullptr) {
-            thread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, Loop, this, 0, nullptr));
-        }
-        return thread != nullptr;
-    }
-    void SignalReady() { SetEvent(ready); }
-    void AwaitReady() { WaitForSingleObject(ready, INFINITE); }
-    void SignalDone() { SetEvent(done); }
-    void AwaitDone() { WaitForSingleObject(done, INFINITE); }
-    void Stop() {
-        if (thread != nullptr) {
-            quit = true;
-            SetEvent(ready);
-            WaitForSingleObject(thread, INFINITE);
-            CloseHandle(thread);
-        }
-        if (ready != nullptr) CloseHandle(ready);
-        if (done != nullptr) CloseHandle(done);
-    }
-#else
-    // Auto-reset events: a signal wakes one wait, or the next one.
-    struct Event {
-        std::mutex mutex;
-        std::condition_variable changed;
-        bool set = false;
-        void Signal() {
-            std::lock_guard<std::mutex> lock(mutex);
-            set = true;
-            changed.notify_one();
-        }
-        void Await() {
-            std::unique_lock<std::mutex> lock(mutex);
-            changed.wait(lock, [this] { return set; });
-            set = false;
-        }
-    };
-    std::thread thread;
-    Event ready, done;
-
-    bool Start() {
-        try {
-            thread = std::thread([this] { Serve(); });
-        } catch (...) {
-            return false;
-        }
-        return true;
-    }
-    void SignalReady() { ready.Signal(); }
-    void AwaitReady() { ready.Await(); }
-    void SignalDone() { done.Signal(); }
-    void AwaitDone() { done.Await(); }
-    void Stop() {
-        if (!thread.joinable()) return;
-        quit = true;
-        ready.Signal();
-        thread.join();
-    }
-#endif
-
-    void Serve() {
+    static void Serve(void *self) {
+        State &s = *static_cast<State *>(self);
         for (;;) {
             // Work posted soon after the last is taken without a wake-up.
-            for (int spin = 0; spin < kIdleSpins && stage.load() != kPosted && !quit; ++spin) {
+            for (int spin = 0; spin < kIdleSpins && s.stage.load() != kPosted && !s.thread.quitting();
+                 ++spin) {
                 Pause();
             }
-            if (stage.load() != kPosted) AwaitReady();
-            if (quit) return;
+            if (s.stage.load() != kPosted) s.thread.AwaitReady();
+            if (s.thread.quitting()) return;
             int posted = kPosted;
-            if (stage.compare_exchange_strong(posted, kRunning)) {
-                work(context, 0, 1);
-                stage.store(kDone);
-                SignalDone();
+            if (s.stage.compare_exchange_strong(posted, kRunning)) {
+                s.work(s.context, 0, 1);
+                s.stage.store(kDone);
+                s.thread.SignalDone();
             }
         }
     }
@@ -235,14 +195,14 @@ WorkAhead::WorkAhead() = default;
 
 WorkAhead::~WorkAhead() {
     Finish();
-    if (state_) state_->Stop();
+    if (state_) state_->thread.Stop();
 }
 
 void WorkAhead::Post(RangeWork work, void *context) {
     if (!state_ && !failed_) {
         state_.reset(new State);
-        if (!state_->Start()) {
-            state_->Stop();
+        if (!state_->thread.Start(State::Serve, state_.get())) {
+            state_->thread.Stop();
             state_.reset();
             failed_ = true;
         }
@@ -251,7 +211,7 @@ void WorkAhead::Post(RangeWork work, void *context) {
     if (!state_) return;  // Finish runs it
     state_->work = work, state_->context = context;
     state_->stage.store(kPosted);
-    state_->SignalReady();
+    state_->thread.SignalReady();
 }
 
 void WorkAhead::Finish() {
@@ -264,7 +224,7 @@ void WorkAhead::Finish() {
             // The helper has begun it: its kDone (and its results) will follow.
             // A short wait is spun, so that the caller keeps its core.
             for (int spin = 0; spin < kSpins && state_->stage.load() != kDone; ++spin) Pause();
-            while (state_->stage.load() != kDone) state_->AwaitDone();
+            while (state_->stage.load() != kDone) state_->thread.AwaitDone();
             state_->stage.store(kIdle);
             return;
         }
