@@ -5,6 +5,8 @@
 #include <limits>
 #include <utility>
 
+#include "frame/parallel.h"
+
 namespace trova {
 ChunkMemory ScanMemory[kScanBuffers];
 

@@ -13,9 +13,9 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "frame/parallel.h"
-
 namespace trova {
+
+class WorkAhead;  // frame/parallel.h: the thread that reads ahead
 
 // What a header parser reads: a length and the bytes it asks for.
 class ByteSource {

@@ -15,6 +15,7 @@
 #include "files/numeric.h"
 #include "files/record_file.h"
 #include "files/window.h"
+#include "frame/parallel.h"
 #include "frame/worker_link.h"
 
 namespace trova {
