@@ -15,14 +15,13 @@
 #include <cmath>
 
 #include "platform/posix/dialog_probe.h"
-#include "support/harmonic_model.h"
+#include "support/reader_model.h"
 #include "support/test_support.h"
 
 namespace trova {
 namespace {
 
 using namespace testing;
-using R = Reader;
 
 class FftXtTest : public ReaderTest {};
 
@@ -34,13 +33,13 @@ class FftXtTest : public ReaderTest {};
 // bins of 6, reported as 3).
 TEST_F(FftXtTest, EveryCodeOfEveryReaderBothValueSetsAndJoin) {
     struct Case {
-        std::vector<R> readers;
+        std::vector<Export> readers;
         int harmonics, records, lastCode, factor;
         std::vector<int> results;  // by reader
     };
-    const Case cases[] = {{{R::kXt1, R::kXt2}, 20, 25, 13, 4, {11, 13}},
-                          {{R::kXt3}, 50, 25, 17, 4, {14}},
-                          {{R::kAll1, R::kAll2, R::kAll3}, 12, 125, 10, 3, {82, 84, 84}}};
+    const Case cases[] = {{{Export::FFT_XT1, Export::FFT_XT2}, 20, 25, 13, 4, {11, 13}},
+                          {{Export::FFT_XT3}, 50, 25, 17, 4, {14}},
+                          {{Export::FFT_ALL_XT1, Export::FFT_ALL_XT2, Export::FFT_ALL_XT3}, 12, 125, 10, 3, {82, 84, 84}}};
     for (const Case &k : cases) {
         rec::RecordingPlan plan = EdgePlan(6, k.harmonics, true, {k.records, k.records});
         plan.stem = "h" + std::to_string(k.harmonics);
@@ -52,8 +51,8 @@ TEST_F(FftXtTest, EveryCodeOfEveryReaderBothValueSetsAndJoin) {
                     for (int join : {0, 1}) {
                         Call call{k.readers[i], quantity, minMax};
                         call.join = join;
-                        call.firstHarmonic = call.reader == R::kAll1 ? 4 : 1;
-                        call.rows = k.harmonics;
+                        call.firstHarmonic = call.reader == Export::FFT_ALL_XT1 ? 4 : 1;
+                        call.shape.harmonics = k.harmonics;
                         SCOPED_TRACE(call.Name());
                         const Corrected c = Correct(call.Spectrum() ? kSpectrumWithMinMaxZero : kTrendWithMinMaxZero,
                                                     k.lastCode, quantity, minMax);
@@ -69,7 +68,7 @@ TEST_F(FftXtTest, EveryCodeOfEveryReaderBothValueSetsAndJoin) {
     const rec::RecordingPlan tiny = EdgePlan(2, 2, false, {4});
     const rec::RecordingInfo tinyInfo = Write(tiny);
     for (int quantity = 14; quantity <= 17; ++quantity) {
-        Check(Call{R::kXt3, quantity}, PathOf(tinyInfo, 0), tiny, {}, {{quantity, 0, 0}, 0, 4});
+        Check(Call{Export::FFT_XT3, quantity}, PathOf(tinyInfo, 0), tiny, {}, {{quantity, 0, 0}, 0, 4});
     }
 }
 
@@ -79,7 +78,7 @@ TEST_F(FftXtTest, EveryCodeOfEveryReaderBothValueSetsAndJoin) {
 TEST_F(FftXtTest, WindowReadsTheStopRecord) {
     const rec::RecordingPlan plan = EdgePlan(6, 8, true, {10, 10, 10});
     const rec::RecordingInfo info = Write(plan);
-    for (R reader : {R::kXt1, R::kXt2}) {
+    for (Export reader : {Export::FFT_XT1, Export::FFT_XT2}) {
         Call call{reader};
         call.points = 4;
         call.tStart = info.table()[0].firstTime + 7.0, call.tStop = info.table()[2].firstTime + 5.0;
@@ -96,7 +95,7 @@ TEST_F(FftXtTest, PositionsAndReferencesBeyondHAndBeyondTheRecord) {
     rec::RecordingPlan plan = EdgePlan(6, 8, true, {6});
     plan.harmonic.extraRecordBytes = 2;
     const rec::RecordingInfo info = Write(plan);
-    Call next{R::kXt2};
+    Call next{Export::FFT_XT2};
     next.harmonic = 8;
     next.Run(PathOf(info, 0));
     const ValueModel model{plan.harmonicValues, false, false, 3, 8};
@@ -106,23 +105,23 @@ TEST_F(FftXtTest, PositionsAndReferencesBeyondHAndBeyondTheRecord) {
     next.quantity = 10;  // the last phase's stored power would end 2 bytes past the record
     Check(next, PathOf(info, 0), plan, {}, {{10, 0, 0}, 1, 1});
     struct Case {
-        R reader;
+        Export reader;
         int quantity, minMax, harmonic, firstHarmonic;
         Corrected c;
         bool read;
     };
     const Case cases[] = {
-        {R::kXt1, 2, 1, 1 << 20, 1, {2, 0, 0}, false},     {R::kXt2, 2, 1, -5000, 1, {2, 0, 0}, false},
-        {R::kXt1, 2, 1, 0x7FFFFFFF, 1, {2, 0, 0}, false},  {R::kXt2, 6, 1, 3, 100000, {6, 0, 0}, false},
-        {R::kXt1, 6, 1, 3, 100000, {6, 0, 0}, false},      {R::kAll1, 9, 1, 0, 1 << 24, {9, 0, 0}, false},
-        {R::kAll2, 6, 1, 0, 1 << 24, {6, 0, 0}, false},    {R::kAll2, 10, 0, 0, 1 << 24, {2, 1, 0}, true},
-        {R::kAll1, 2, 1, 0, -3, {2, 0, 0}, true},
+        {Export::FFT_XT1, 2, 1, 1 << 20, 1, {2, 0, 0}, false},     {Export::FFT_XT2, 2, 1, -5000, 1, {2, 0, 0}, false},
+        {Export::FFT_XT1, 2, 1, 0x7FFFFFFF, 1, {2, 0, 0}, false},  {Export::FFT_XT2, 6, 1, 3, 100000, {6, 0, 0}, false},
+        {Export::FFT_XT1, 6, 1, 3, 100000, {6, 0, 0}, false},      {Export::FFT_ALL_XT1, 9, 1, 0, 1 << 24, {9, 0, 0}, false},
+        {Export::FFT_ALL_XT2, 6, 1, 0, 1 << 24, {6, 0, 0}, false},    {Export::FFT_ALL_XT2, 10, 0, 0, 1 << 24, {2, 1, 0}, true},
+        {Export::FFT_ALL_XT1, 2, 1, 0, -3, {2, 0, 0}, true},
     };
     for (const Case &k : cases) {
         Call call{k.reader, k.quantity, k.minMax};
         call.harmonic = k.harmonic;
         call.firstHarmonic = k.firstHarmonic;
-        call.rows = 8;
+        call.shape.harmonics = 8;
         SCOPED_TRACE(call.Name() + " position " + std::to_string(k.harmonic) + " reference " +
                      std::to_string(k.firstHarmonic));
         Check(call, PathOf(info, 0), plan, ModelRecords(info, 0, k.read ? 5 : -1, plan.flags),
@@ -132,7 +131,7 @@ TEST_F(FftXtTest, PositionsAndReferencesBeyondHAndBeyondTheRecord) {
 
 // What all six readers share.
 class HarmonicTrendReadersTest : public ReaderTest {};
-constexpr R kAll[] = {R::kXt1, R::kXt2, R::kXt3, R::kAll1, R::kAll2, R::kAll3};
+constexpr Export kAll[] = {Export::FFT_XT1, Export::FFT_XT2, Export::FFT_XT3, Export::FFT_ALL_XT1, Export::FFT_ALL_XT2, Export::FFT_ALL_XT3};
 
 // The expectation of a call over `samples` records that fit its output.
 Expect Fitting(const Call &call, Corrected c, int samples, trova_long harmCount) {
@@ -143,28 +142,28 @@ TEST_F(HarmonicTrendReadersTest, CorrectCodesAndCountPhases) {
     struct Case {
         int channelCode;
         bool powerBlock;
-        R reader;
+        Export reader;
         int quantity, minMax;
         Corrected c;
         bool read;
     };
     const Case cases[] = {
-        {8, false, R::kXt1, 8, 1, {8, 0, 0}, false},  // no block test, no field to read
-        {8, false, R::kXt1, 13, 0, {13, 0, 2}, false},  {8, false, R::kXt2, 9, 1, {1, 0, 5}, true},
-        {8, false, R::kXt2, 13, 0, {1, 1, 5}, true},    {8, false, R::kXt2, 7, 1, {7, 0, 0}, true},
-        {8, false, R::kXt3, 9, 0, {1, 1, 5}, true},     {8, false, R::kXt3, 15, 0, {15, 0, 2}, true},
-        {8, false, R::kAll1, 4, 1, {1, 0, 5}, true},    {8, false, R::kAll2, 8, 0, {1, 1, 5}, true},
-        {8, false, R::kAll3, 9, 0, {1, 1, 0}, true},    {8, true, R::kXt1, 11, 1, {11, 0, 0}, true},
-        {2, true, R::kXt1, 12, 1, {12, 0, 0}, true},    {7, true, R::kXt2, 5, 1, {5, 0, 0}, true},
-        {9, true, R::kXt3, 16, 1, {16, 0, 0}, true},    {2, true, R::kAll1, 3, 1, {3, 0, 0}, true},
-        {7, true, R::kAll3, 5, 0, {5, 1, 0}, true},
+        {8, false, Export::FFT_XT1, 8, 1, {8, 0, 0}, false},  // no block test, no field to read
+        {8, false, Export::FFT_XT1, 13, 0, {13, 0, 2}, false},  {8, false, Export::FFT_XT2, 9, 1, {1, 0, 5}, true},
+        {8, false, Export::FFT_XT2, 13, 0, {1, 1, 5}, true},    {8, false, Export::FFT_XT2, 7, 1, {7, 0, 0}, true},
+        {8, false, Export::FFT_XT3, 9, 0, {1, 1, 5}, true},     {8, false, Export::FFT_XT3, 15, 0, {15, 0, 2}, true},
+        {8, false, Export::FFT_ALL_XT1, 4, 1, {1, 0, 5}, true},    {8, false, Export::FFT_ALL_XT2, 8, 0, {1, 1, 5}, true},
+        {8, false, Export::FFT_ALL_XT3, 9, 0, {1, 1, 0}, true},    {8, true, Export::FFT_XT1, 11, 1, {11, 0, 0}, true},
+        {2, true, Export::FFT_XT1, 12, 1, {12, 0, 0}, true},    {7, true, Export::FFT_XT2, 5, 1, {5, 0, 0}, true},
+        {9, true, Export::FFT_XT3, 16, 1, {16, 0, 0}, true},    {2, true, Export::FFT_ALL_XT1, 3, 1, {3, 0, 0}, true},
+        {7, true, Export::FFT_ALL_XT3, 5, 0, {5, 1, 0}, true},
     };
     for (const Case &k : cases) {
         const rec::RecordingPlan plan = EdgePlan(k.channelCode, 52, k.powerBlock, {12});
         const rec::RecordingInfo info = Write(plan);
         Call call{k.reader, k.quantity, k.minMax};
         call.points = 12;
-        call.rows = 52;
+        call.shape.harmonics = 52;
         SCOPED_TRACE(call.Name() + " channel code " + std::to_string(k.channelCode));
         Check(call, PathOf(info, 0), plan, ModelRecords(info, 0, k.read ? 11 : -1, plan.flags),
               Fitting(call, k.c, 12, 52));
@@ -184,12 +183,12 @@ TEST_F(HarmonicTrendReadersTest, TakeEachFilesHarmonicCount) {
         ForgetFileTable();
         auto records = ModelRecords(recording.info, claim != 0 ? 6 : 0, 23, plan.flags);
         for (ModelRecord &r : records) r.positions = std::min(r.positions, claim != 0 ? claim : 10);
-        for (R reader : kAll) {
-            Call call{reader, reader >= R::kAll1 ? 9 : 11};
+        for (Export reader : kAll) {
+            Call call{reader, reader >= Export::FFT_ALL_XT1 ? 9 : 11};
             call.harmonic = 5;
             call.firstHarmonic = 2;
             call.points = 24;
-            call.rows = 14;
+            call.shape.harmonics = 14;
             SCOPED_TRACE(call.Name() + " claim " + std::to_string(claim));
             Check(call, path, plan, records,
                   Fitting(call, {call.quantity, 0, 0}, 24, claim != 0 ? claim : 10));
@@ -202,24 +201,24 @@ TEST_F(HarmonicTrendReadersTest, LogProgressAndCancel) {
     const rec::RecordingInfo info = Write(plan);
     const std::string path = PathOf(info, 0);
     struct Case {
-        R reader;
+        Export reader;
         int points, factor, group, last;  // cancelled after the second file
         size_t lines;  // banner and parameter lines (FrameTest pins them), then the worker's
         std::vector<std::string> tail;
     };
     const Case cases[] = {
-        {R::kXt1, 7, 8, 8, 15, 6, {}},
-        {R::kXt2, 7, 8, 8, 15, 6, {"Start Reader_FFT_XT_Thread2"}},
-        {R::kXt3, 16, 4, 50, 19, 9, {"Start Reader_FFT_XT_Thread3", "Finish Reader_FFT_XT3"}},
-        {R::kAll1, 0, 1, 1, 19, 6, {}},
-        {R::kAll2, 0, 1, 1, 19, 6, {}},
-        {R::kAll3, 0, 0, 50, 19, 8,
+        {Export::FFT_XT1, 7, 8, 8, 15, 6, {}},
+        {Export::FFT_XT2, 7, 8, 8, 15, 6, {"Start Reader_FFT_XT_Thread2"}},
+        {Export::FFT_XT3, 16, 4, 50, 19, 9, {"Start Reader_FFT_XT_Thread3", "Finish Reader_FFT_XT3"}},
+        {Export::FFT_ALL_XT1, 0, 1, 1, 19, 6, {}},
+        {Export::FFT_ALL_XT2, 0, 1, 1, 19, 6, {}},
+        {Export::FFT_ALL_XT3, 0, 0, 50, 19, 8,
          {"Start Reader_FFT_ALL_Harmonics_XT_Thread3", "==[ Output ]============================================"}},
     };
     for (const Case &k : cases) {
         Call call{k.reader};
         call.points = k.points;
-        call.rows = 4;
+        call.shape.harmonics = 4;
         SCOPED_TRACE(call.Name());
         ClearLog();
         progress_.clear();
@@ -263,10 +262,10 @@ TEST_F(FftXt3Test, RecordsOutsideTheBoundsCloseTheBins) {
     WriteBuilt(recording, dir_.path());
     const std::string path = recording.info.path(first);
     std::vector<ModelRecord> window(all.begin() + 3, all.begin() + 32);
-    for (ModelRecord &r : window) r.outside = r.t1 + r.t2 < tStart || r.t1 + r.t2 > tStop;
     for (int points : {8, 100}) {
         for (int quantity : {2, 1}) {
-            Call call{R::kXt3, quantity};
+            for (ModelRecord &r : window) r.outside = quantity != 1 && (r.t1 + r.t2 < tStart || r.t1 + r.t2 > tStop);
+            Call call{Export::FFT_XT3, quantity};
             call.points = points;
             call.tStart = tStart;
             call.tStop = tStop;
@@ -275,11 +274,12 @@ TEST_F(FftXt3Test, RecordsOutsideTheBoundsCloseTheBins) {
             EXPECT_EQ(want.out.result, points == 8 ? 8 : quantity == 2 ? 26 : 29);
         }
     }
-    Call exact{R::kXt3};  // the stop record at exactly TStop lies inside the bounds
+    Call exact{Export::FFT_XT3};  // the stop record at exactly TStop lies inside the bounds
     exact.points = 100, exact.tStart = tStart, exact.tStop = recording.info.files[1].firstTime + 10.0;
+    for (ModelRecord &r : window) r.outside = r.t1 + r.t2 < tStart || r.t1 + r.t2 > tStop;
     std::vector<ModelRecord> upToStop(window.begin(), window.end() - 1);
     Check(exact, path, plan, upToStop, {{2, 0, 0}, 0, 28});
-    Call open{R::kXt3};  // a TStop at or after the end is no bound
+    Call open{Export::FFT_XT3};  // a TStop at or after the end is no bound
     open.points = 100;
     open.tStop = tStop + 500.0;
     Check(open, path, plan, all, {{2, 0, 0}, 0, 40});

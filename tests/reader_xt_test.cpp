@@ -2,81 +2,27 @@
 // the record reading and status order all three trend readers share.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <tuple>
 #include <vector>
 
-#include "curve/interleave_curve.h"
+#include "support/reader_model.h"
 #include "support/test_support.h"
-#include "support/trend_records.h"
 
 namespace trova {
 namespace {
 
-using testing::ExpectedRecord;
-using testing::TrendTestPlan;
-using testing::TrendTestRecords;
-constexpr float kUntouched = -12345.0f;
+using namespace testing;
 
-// Reader_XT or Reader_XT2 (values in `mins`); a guard element behind each array.
-struct TrendCall {
-    bool decimated = false;
-    int quantity = 2, minMax = 0, points = 100;
-    double tStart = -1.0, tStop = -1.0;
-    float extRef = 0.0f;
-    std::vector<float> mins, maxs, means;
-    std::vector<double> times;
-    std::vector<int> flags;
-    int factor = -1, status = -1, result = -1;
-
-    TrendCall &Run(std::string path) {
-        const size_t n = size_t(std::max(points, 0));
-        mins.assign(5 * n + 1, kUntouched), maxs = mins, means = mins;
-        times.assign(2 * n + 1, -1.0);
-        flags.assign(n + 1, -1);
-        char label[] = "Trend", button[] = "Stop";
-        int p = points;
-        result = decimated ? Reader_XT2(quantity, minMax, tStart, tStop, extRef, label, path.data(),
-                                        &p, mins.data(), times.data(), flags.data(), &factor,
-                                        button, &status)
-                           : Reader_XT(quantity, minMax, tStart, tStop, extRef, label, path.data(),
-                                       &p, mins.data(), maxs.data(), means.data(), times.data(),
-                                       flags.data(), &factor, button, &status);
-        EXPECT_EQ(std::tuple(mins.back(), maxs.back(), means.back(), times.back(), flags.back()),
-                  std::tuple(kUntouched, kUntouched, kUntouched, -1.0, -1));
-        return *this;
-    }
-};
-
-// Groups of f consecutive records (the last may be short) on `channels`
-// channels; the point after them and the other channels untouched.
-void ExpectPoints(const TrendCall &call, const std::vector<ExpectedRecord> &records, size_t f,
-                  int channels) {
-    const size_t n = (records.size() + f - 1) / f, P = size_t(std::max(call.points, 0));
-    ASSERT_EQ(size_t(call.result), n);
-    for (size_t p = 0; p < P && p <= n; ++p) {
-        const size_t begin = p * f, end = std::min(records.size(), begin + f);
-        int32_t flags = p < n ? 0 : -1;
-        for (size_t i = begin; i < end; ++i) flags |= records[i].flags;
-        EXPECT_EQ(call.flags[p], flags) << "point " << p;
-        EXPECT_EQ(call.times[p], p < n ? records[end - 1].t1 : -1.0) << "point " << p;
-        EXPECT_EQ(call.times[P + p], p < n ? records[end - 1].t2 : -1.0) << "point " << p;
-        for (int c = 0; c < 5; ++c) {
-            const bool written = p < n && c < channels;
-            float lo = written ? records[begin].values[c] : kUntouched, hi = lo, sum = 0.0f;
-            for (size_t i = begin; written && i < end; ++i) {
-                const float v = records[i].values[c];
-                lo = std::min(lo, v), hi = std::max(hi, v), sum += v;
-            }
-            EXPECT_EQ(std::tuple(call.mins[c * P + p], call.maxs[c * P + p], call.means[c * P + p]),
-                      std::tuple(lo, hi, written ? sum / float(end - begin) : kUntouched))
-                << "point " << p << " channel " << c;
-        }
-    }
+// Quantity q of block k of the trend test recording, divided in single
+// precision by `by` or, when `ref` is given, by that quantity of its channel.
+ValueFn TrendValue(int q, int k, float by = 1.0f, int ref = -1) {
+    return [=](const ModelRecord &r, int c, int) {
+        return TrendTestValue(r.index, k, q, c) / (ref >= 0 ? TrendTestValue(r.index, k, ref, c) : by);
+    };
 }
 
-using ReaderXtTest = testing::ReaderTest;
+using ReaderXtTest = ReaderTest;
 
 TEST_F(ReaderXtTest, GroupsAcrossFilesAndWindowsLogAndProgress) {
     // Recording, call (window from t0), then status, factor, samples logged,
@@ -97,13 +43,13 @@ TEST_F(ReaderXtTest, GroupsAcrossFilesAndWindowsLogAndProgress) {
         const double t0 = info.table()[0].firstTime;
         if (c.cancel >= 0) CancelAfterFile(c.cancel);
         ClearLog(), progress_.clear();
-        TrendCall call;
-        call.quantity = c.q, call.minMax = c.k, call.points = c.points;
+        Call call{Export::XT, c.q, c.k};
+        call.points = c.points;
         call.tStart = c.from < 0 ? -1.0 : t0 + c.from, call.tStop = c.to < 0 ? -1.0 : t0 + c.to;
-        call.Run(PathOf(info, 0));
-        EXPECT_EQ(std::tuple(call.status, call.factor), std::tuple(c.status, c.factor));
-        ExpectPoints(call, TrendTestRecords(info, c.first, c.last, c.q, c.k, 3),
-                     size_t(std::max(c.factor, 1)), 3);
+        Check(call, PathOf(info, 0), [&](Call &want) {
+            PredictSeries(want, ModelRecords(info, c.first, c.last, plan.flags), TrendValue(c.q, c.k),
+                          {c.status, c.factor, std::max(c.factor, 1)});
+        });
         EXPECT_EQ(progress_, c.progress);
         const std::vector<std::string> log = LogLines();
         ASSERT_GT(log.size(), 12u);
@@ -137,41 +83,17 @@ TEST_F(ReaderXtTest, RecordReadingCorrectedArgumentsAndStatusOrder) {
         plan.stem = "c" + std::to_string(&c - cases);
         const rec::RecordingInfo info = Write(plan);
         if (c.cancel >= 0) CancelAfterFile(c.cancel);
-        TrendCall call;
-        call.quantity = c.q, call.minMax = c.k, call.extRef = c.extRef;
-        EXPECT_EQ(call.Run(PathOf(info, 0)).status, c.status);
-        auto records = TrendTestRecords(info, 0, c.last, c.readQ, c.readK, 5, c.by, c.by ? -1 : 4);
-        for (size_t r = 0; r < records.size() && c.n == 2; ++r) {
-            records[r].values[2] = testing::TrendTestValue(int(r), 1, 0, 0);
-        }
-        ExpectPoints(call, records, 1, c.channels);
+        Call call{Export::XT, c.q, c.k};
+        call.points = 100, call.extRef = c.extRef;
+        const ValueFn read = TrendValue(c.readQ, c.readK, c.by, c.by ? -1 : 4);
+        Check(call, PathOf(info, 0), [&](Call &want) {
+            // The third group of N = 2 lies where block 1 begins.
+            const auto value = [&](const ModelRecord &r, int ch, int) {
+                return c.n == 2 && ch == 2 ? TrendTestValue(r.index, 1, 0, 0) : read(r, ch, 0);
+            };
+            PredictSeries(want, ModelRecords(info, 0, c.last, plan.flags), value, {c.status, 1, 1, -1, c.channels});
+        });
     }
-}
-
-// Every channel's values, channel 0's times and flags against an interleave
-// curve (pinned by its own suite) made for `samples` and fed the records; no more.
-void ExpectCurves(const TrendCall &call, const std::vector<ExpectedRecord> &records, int samples,
-                  int channels) {
-    const size_t P = size_t(std::max(call.points, 0));
-    for (int c = 0; c < 5; ++c) {
-        CInterleaveCurve curve;
-        curve.Init(samples, call.points);
-        for (const auto &r : records) curve.Add(r.t1, r.t2, r.values[c], uint32_t(r.flags));
-        curve.Flush();
-        const size_t n = c < channels ? size_t(curve.GetCount()) : 0;
-        if (c == 0) {
-            EXPECT_EQ(size_t(call.result), n);
-        }
-        for (size_t i = 0; i < n; ++i) {
-            EXPECT_EQ(call.mins[c * P + i], curve.GetValue(int(i))) << "channel " << c << " output " << i;
-            if (c > 0) continue;
-            EXPECT_EQ(std::tuple(call.times[i], call.times[P + i], uint32_t(call.flags[i])),
-                      std::tuple(curve.GetTime1(int(i)), curve.GetTime2(int(i)), curve.GetFlags(int(i))));
-        }
-        EXPECT_TRUE(n >= P || call.mins[c * P + n] == kUntouched) << c;
-    }
-    const size_t n = size_t(call.result);
-    EXPECT_TRUE(n >= P || (call.times[n] == -1.0 && call.flags[n] == -1));
 }
 
 TEST_F(ReaderXtTest, CurvesPerChannelOverWindowsCancelAndSmallCapacities) {
@@ -198,14 +120,14 @@ TEST_F(ReaderXtTest, CurvesPerChannelOverWindowsCancelAndSmallCapacities) {
         const double t0 = info.table()[0].firstTime;
         if (c.cancel >= 0) CancelAfterFile(c.cancel);
         ClearLog();
-        TrendCall call;
-        call.decimated = true, call.quantity = c.q, call.minMax = c.k, call.points = c.points;
+        Call call{Export::XT2, c.q, c.k};
+        call.points = c.points;
         call.tStart = c.from < 0 ? -1.0 : t0 + c.from, call.tStop = c.to < 0 ? -1.0 : t0 + c.to;
-        call.Run(PathOf(info, 0));
-        EXPECT_EQ(std::tuple(call.status, call.factor, call.result),
-                  std::tuple(c.status, c.factor, c.outputs));
-        ExpectCurves(call, TrendTestRecords(info, c.first, c.last, c.readQ, c.readK, c.channels),
-                     c.samples, c.channels);
+        const Call want = Check(call, PathOf(info, 0), [&](Call &want) {
+            PredictSeries(want, ModelRecords(info, c.first, c.last, plan.flags), TrendValue(c.readQ, c.readK),
+                          {c.status, c.factor, c.samples, -1, c.channels});
+        });
+        EXPECT_EQ(want.out.result, c.outputs);
         const std::vector<std::string> log = LogLines();  // four lines a file; curves' debug off
         EXPECT_EQ(std::tuple(log.size(), log.at(8), log.at(log.size() - 1)),
                   std::tuple(10 + 4 * size_t(c.files), "Start Reader_Thread2",

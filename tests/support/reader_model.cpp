@@ -1,12 +1,14 @@
-#include "support/harmonic_model.h"
+#include "support/reader_model.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 #include "curve/interleave_curve.h"
+#include "harmstats/percentile_cell.h"
 
 namespace trova::testing {
 
@@ -14,6 +16,16 @@ uint32_t Bits(float value) {
     uint32_t bits;
     std::memcpy(&bits, &value, sizeof bits);
     return bits;
+}
+
+rec::RecordingPlan TrendTestPlan(int files, int perFile, int channels) {
+    rec::RecordingPlan plan;
+    plan.trend.channels = channels;
+    plan.trend.perChannel = 3;
+    plan.trendValues = TrendTestValue;
+    plan.flags = rec::everyKth(7, 4);
+    for (int f = 0; f < files; ++f) plan.add(perFile, f == 2 ? 30.0 : 0.0);
+    return plan;
 }
 
 rec::RecordingPlan HarmonicPlan(int channelCode, int harmonics, bool powerBlock,
@@ -184,67 +196,77 @@ std::vector<ModelRecord> ModelRecords(const rec::RecordingInfo &info, int first,
     return out;
 }
 
-namespace {
 
-calls::Export ExportOf(Reader reader) {
-    static const calls::Export exports[] = {calls::Export::FFT_XT1,     calls::Export::FFT_XT2,
-                                            calls::Export::FFT_XT3,     calls::Export::FFT_ALL_XT1,
-                                            calls::Export::FFT_ALL_XT2, calls::Export::FFT_ALL_XT3};
-    return exports[int(reader)];
-}
-
-calls::Shape ShapeOf(const Call &call) { return {1, 4, call.rows}; }
-
-}  // namespace
+// ---- calls ---------------------------------------------------------------------------
 
 float *Call::Slot(int kind, int p, int j) {
     static const char *const kinds[3] = {"MinValues", "MaxValues", "MeanValues"};
-    if (!Spectrum()) return Array<float>(Curves() ? "Values" : kinds[kind]) + size_t(p) * Stride();
     const std::string name = Curves() ? "Values" : kinds[kind];
+    if (!Spectrum()) return Array<float>(name) + size_t(p) * Stride();
     return Array<float>(name + std::to_string(p)) + size_t(j) * 100;
 }
 
 std::string Call::Name() const {
-    return "reader " + std::to_string(int(reader)) + " code " + std::to_string(quantity) +
-           " MinMax " + std::to_string(minMax) + " Join " + std::to_string(join);
+    return std::string(calls::InfoOf(reader).name) + " " + calls::FormatArgs(*this);
 }
 
 Call Call::Blank() const {
     Call blank = *this;
-    blank.out = calls::Untouched(ExportOf(reader), *this, ShapeOf(*this), 1);
+    blank.out = calls::Untouched(reader, *this, shape, 1);
     return blank;
 }
 
 Call &Call::Run(const std::string &path) {
     std::string file = path;
-    out = calls::Call(calls::LinkedReaders(), ExportOf(reader), *this, file.data(), ShapeOf(*this), 1);
+    out = calls::Call(calls::LinkedReaders(), reader, *this, file.data(), shape, 1);
     return *this;
 }
 
-void Predict(Call &want, const rec::RecordingPlan &plan, const std::vector<ModelRecord> &records,
-             const Expect &e) {
-    const bool first = want.First(), trend = !want.Spectrum();
-    const ValueModel model{plan.harmonicValues, first, first && want.join != 0,
-                           plan.harmonic.phases(), plan.harmonic.harmonics};
-    const int phases = trend && e.c.code == 1 ? 1 : model.phases;
-    auto value = [&](const ModelRecord &r, int p, int j) {
-        return trend ? model.Trend(e.c.code, e.c.m, r.index, p, want.harmonic, want.firstHarmonic)
-                     : model.Spectrum(e.c.code, e.c.m, r.index, p, j, want.firstHarmonic);
+void ExpectSame(const Call &got, const Call &want) {
+    EXPECT_EQ(got.out.result, want.out.result);
+    for (const std::string &difference : calls::Compare(want.out, got.out)) ADD_FAILURE() << difference;
+}
+
+Call Check(const Call &call, const std::string &path, const std::function<void(Call &)> &predict) {
+    Call got = call;
+    got.Run(path);
+    Call want = call.Blank();
+    predict(want);
+    ExpectSame(got, want);
+    return want;
+}
+
+// ---- predictions --------------------------------------------------------------------
+
+ValueFn HarmonicValue(const Call &call, const rec::RecordingPlan &plan, Corrected c) {
+    const bool angles = call.First() || call.reader == Export::FFT_HIST1 || call.reader == Export::FFT_Table1;
+    const bool spectrum = call.Spectrum() || call.reader == Export::FFT_Table1 || call.reader == Export::FFT_Table2;
+    ValueModel model{plan.harmonicValues, angles, angles && call.join != 0, plan.harmonic.phases(),
+                     plan.harmonic.harmonics};
+    model.keepsUnscaled = call.reader == Export::FFT_Table2;
+    const int k = call.harmonic, r = call.firstHarmonic;
+    return [model, spectrum, c, k, r](const ModelRecord &record, int p, int j) {
+        return spectrum ? model.Spectrum(c.code, c.m, record.index, p, j, r)
+                        : model.Trend(c.code, c.m, record.index, p, k, r);
     };
-    auto positions = [&](const ModelRecord &r) { return trend ? 1 : r.positions; };
-    *want.Array<trova_long>("Status") = e.c.status;
-    *want.Array<trova_long>("InterleaveFactor") = e.factor;
-    if (want.Spectrum()) *want.Array<trova_long>("HarmCount") = e.harmCount;
+}
+
+void PredictSeries(Call &want, const std::vector<ModelRecord> &records, const ValueFn &value, const Series &s) {
+    const bool first = want.First();
+    auto positions = [&](const ModelRecord &r) { return want.Spectrum() ? r.positions : 1; };
+    *want.Array<trova_long>("Status") = s.status;
+    *want.Array<trova_long>("InterleaveFactor") = s.factor;
+    if (want.Spectrum()) *want.Array<trova_long>("HarmCount") = s.harmCount;
     if (want.Curves()) {
         int most = 0;
         for (const ModelRecord &r : records) most = std::max(most, positions(r));
-        for (int p = 0; p < phases; ++p) {
+        for (int p = 0; p < s.slots; ++p) {
             for (int j = 0; j < most; ++j) {
                 CInterleaveCurve curve;
-                curve.Init(e.group, int(want.Stride()));
+                curve.Init(s.group, int(want.Stride()));
                 for (const ModelRecord &r : records) {
                     if (j >= positions(r)) continue;
-                    if (r.outside && trend && e.c.code != 1) {
+                    if (r.outside) {
                         curve.Flush();
                     } else {
                         curve.Add(r.t1, r.t2, value(r, p, j), uint32_t(r.flags));
@@ -263,19 +285,19 @@ void Predict(Call &want, const rec::RecordingPlan &plan, const std::vector<Model
         }
         return;
     }
-    // Groups of e.group records; the reader of a twin pair named first takes
-    // a point's time from the earliest smallest phase-0 value at position k
-    // (spectrum: FirstHarmonic) and drops an incomplete last group.
-    const int timePosition = trend ? 0 : want.firstHarmonic;
-    const size_t size = size_t(e.group);
+    // The twin named first takes a point's time from the earliest smallest
+    // slot-0 value at position 0 (spectrum: FirstHarmonic) and drops an
+    // incomplete last group; the other takes the group's last time.
+    const int timePosition = want.Spectrum() ? want.firstHarmonic : 0;
+    const size_t size = size_t(s.group);
     int point = 0;
     for (size_t start = 0; start < records.size(); start += size, ++point) {
         const size_t end = std::min(records.size(), start + size);
-        if (end - start < size && first) break;
+        if ((end - start < size && first) || size_t(point) >= want.Stride()) break;
         const ModelRecord *timed = first ? &records[start] : &records[end - 1];
         int32_t flags = 0;
         for (size_t i = start; i < end; ++i) flags |= records[i].flags;
-        for (int p = 0; p < phases; ++p) {
+        for (int p = 0; p < s.slots; ++p) {
             for (int j = 0; j < positions(records[end - 1]); ++j) {
                 float lo = value(records[start], p, j), hi = lo, sum = lo;
                 const ModelRecord *lowest = &records[start];
@@ -298,19 +320,96 @@ void Predict(Call &want, const rec::RecordingPlan &plan, const std::vector<Model
     want.out.result = first ? point - 1 : point;
 }
 
-void ExpectSame(const Call &got, const Call &want) {
-    EXPECT_EQ(got.out.result, want.out.result);
-    for (const std::string &difference : calls::Compare(want.out, got.out)) ADD_FAILURE() << difference;
+void PredictHistogram(Call &want, const std::vector<ModelRecord> &ranged, const std::vector<ModelRecord> &counted,
+                      const ValueFn &value, const Histogram &h) {
+    const bool withFlagged = want.reader == Export::FFT_HIST1 || want.flagged != 0;
+    const bool fixed = want.reader != Export::FFT_HIST1 && want.hMinMax != 0;
+    auto values = [&](const std::vector<ModelRecord> &records, int slot) {
+        std::vector<float> v;
+        for (const ModelRecord &r : records) {
+            if (h.read && (r.flags == 0 || withFlagged)) v.push_back(value(r, slot, 0));
+        }
+        return v;
+    };
+    const std::vector<float> slot0 = values(ranged, 0);
+    double hMin = want.hMin, hMax = want.hMax;
+    if (fixed && !slot0.empty() && !std::isfinite(hMin)) hMin = double(*std::min_element(slot0.begin(), slot0.end()));
+    if (fixed && !slot0.empty() && !std::isfinite(hMax)) hMax = double(*std::max_element(slot0.begin(), slot0.end()));
+    want.out.result = want.reader == Export::HIST ? 0 : 1;
+    *want.Array<trova_long>("Status") = h.status;
+    double *start = want.Array<double>("HStart"), *width = want.Array<double>("HWidth");
+    trova_long *counts = want.Array<trova_long>("HCounts");
+    trova_long *inRange = want.Array<trova_long>("HRangePoints"), *total = want.Array<trova_long>("HTotalPoints");
+    for (int c = 0; c < std::max(h.reported, h.served); ++c) {
+        const std::vector<float> seen = c < h.slots ? values(ranged, c) : std::vector<float>();
+        float lo = seen.empty() ? 0.0f : seen[0], hi = lo;
+        for (float v : seen) lo = std::min(lo, v), hi = std::max(hi, v);
+        const double w = fixed ? (hMax - hMin) / 98.0 : double((hi - lo) / 100.0f);
+        const double from = fixed ? hMin - w : double(lo);
+        if (c < h.reported) start[c] = c < h.slots ? from : 0.0, width[c] = c < h.slots ? w : 0.0;
+        if (c >= h.served) continue;
+        std::fill_n(counts + 100 * c, 100, 0);
+        if (inRange != nullptr) inRange[c] = 0, total[c] = 0;
+        for (float v : c < h.slots ? values(counted, c) : std::vector<float>()) {
+            const bool below = fixed && double(v) < hMin, above = fixed && double(v) > hMax;
+            const double q = below ? 0.0 : above ? 99.0 : w == 0.0 ? 0.0 : double(v - float(from)) / w;
+            const bool index = q > -2147483649.0 && q < 2147483648.0;  // NaN has none
+            ++counts[100 * c + (index ? std::clamp(int(q), 0, 99) : 0)];
+            if (inRange != nullptr) ++total[c], inRange[c] += !below && !above;
+        }
+    }
+    if (trova_long *records = want.Array<trova_long>("FTotalPoints")) {
+        *records = trova_long(counted.size());
+        *want.Array<trova_long>("FFlaggedPoints") =
+            trova_long(std::count_if(counted.begin(), counted.end(), [](const ModelRecord &r) { return r.flags != 0; }));
+    }
+}
+
+void PredictTable(Call &want, const std::vector<ModelRecord> &seen, const std::vector<ModelRecord> &counted,
+                  const ValueFn &harmonics, const ValueFn &ab, int positions, bool harmonicsRead, int status,
+                  trova_long harmCount) {
+    const float pct = std::clamp(want.percentil, 0.0f, 1.0f);
+    const bool flagged = want.reader == Export::FFT_Table1 || want.flagged != 0;
+    auto cell = [&](const std::function<std::optional<float>(const ModelRecord &)> &value) {
+        PercentileCell c;
+        c.Reset();
+        for (const ModelRecord &r : seen) {
+            if (const auto v = r.flags == 0 || flagged ? value(r) : std::nullopt) c.Observe(*v);
+        }
+        c.FixWidth();
+        for (const ModelRecord &r : counted) {
+            if (const auto v = r.flags == 0 || flagged ? value(r) : std::nullopt) c.Count(*v);
+        }
+        c.Accumulate();
+        return c.Percentile(pct);
+    };
+    want.out.result = 1;
+    *want.Array<trova_long>("Status") = status;
+    *want.Array<trova_long>("HarmCount") = harmCount;
+    float *table = want.Array<float>("HarmTable"), *a = want.Array<float>("ValueATable"), *b = want.Array<float>("ValueBTable");
+    for (int p = 0; p < 3; ++p) {
+        for (int k = 0; k < positions; ++k) {
+            table[500 * p + k] = cell([&](const ModelRecord &r) -> std::optional<float> {
+                if (!harmonicsRead || k >= r.positions) return std::nullopt;
+                return harmonics(r, p, k);
+            });
+        }
+        a[p] = cell([&](const ModelRecord &r) { return ab(r, p, 0); });
+        b[p] = cell([&](const ModelRecord &r) { return ab(r, p, 1); });
+    }
+    if (trova_long *records = want.Array<trova_long>("FTotalPoints")) {
+        *records = trova_long(counted.size());
+        *want.Array<trova_long>("FFlaggedPoints") =
+            trova_long(std::count_if(counted.begin(), counted.end(), [](const ModelRecord &r) { return r.flags != 0; }));
+    }
 }
 
 Call Check(const Call &call, const std::string &path, const rec::RecordingPlan &plan,
            const std::vector<ModelRecord> &records, const Expect &e) {
-    Call got = call;
-    got.Run(path);
-    Call want = call.Blank();
-    Predict(want, plan, records, e);
-    ExpectSame(got, want);
-    return want;
+    const int slots = !call.Spectrum() && e.c.code == 1 ? 1 : plan.harmonic.phases();
+    return Check(call, path, [&](Call &want) {
+        PredictSeries(want, records, HarmonicValue(call, plan, e.c), {e.c.status, e.factor, e.group, e.harmCount, slots});
+    });
 }
 
 }  // namespace trova::testing
