@@ -100,7 +100,7 @@ TEST_F(FftXtTest, PositionsAndReferencesBeyondHAndBeyondTheRecord) {
     next.Run(PathOf(info, 0));
     const ValueModel model{plan.harmonicValues, false, false, 3, 8};
     for (int p = 0; p < 3; ++p) {
-        EXPECT_EQ(Bits(next.Slot(0, p, 0)[0]), Bits(model.ArrayAt(false, 0, 0, p, 8)));
+        EXPECT_EQ(next.Slot(0, p, 0)[0], model.ArrayAt(false, 0, 0, p, 8));  // the head's words as floats
     }
     next.quantity = 10;  // the last phase's stored power would end 2 bytes past the record
     Check(next, PathOf(info, 0), plan, {}, {{10, 0, 0}, 1, 1});

@@ -12,12 +12,6 @@
 
 namespace trova::testing {
 
-uint32_t Bits(float value) {
-    uint32_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
-
 rec::RecordingPlan TrendTestPlan(int files, int perFile, int channels) {
     rec::RecordingPlan plan;
     plan.trend.channels = channels;

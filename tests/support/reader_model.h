@@ -20,8 +20,6 @@ namespace trova::testing {
 
 using calls::Export;
 
-uint32_t Bits(float value);  // outputs are compared bit for bit
-
 // ---- recordings -------------------------------------------------------------------
 
 // Differs by record, block, quantity and channel; not monotonic in time.
