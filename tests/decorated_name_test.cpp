@@ -6,6 +6,8 @@
 // from the signature the host binds to and from include/trova/readers.h.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <fstream>
 #include <regex>
@@ -45,11 +47,13 @@ std::string Clang() {
 
 // The Reader_FFT_HIST2 symbol in the assembly clang makes of `source`.
 std::string SymbolFor(const std::string &target, const std::string &source) {
-    const std::string file = ::testing::TempDir() + "trova_probe.cpp";
+    // A name of this process's own: test runs in other checkouts probe at the same time.
+    const std::string file = ::testing::TempDir() + "trova_probe_" + std::to_string(getpid()) + ".cpp";
     std::ofstream(file) << source;
     const std::string assembly =
         RunCapture(Clang() + " --target=" + target + " -std=c++17 -S -o - -I" TROVA_SOURCE_DIR
                    "/include " + file + " 2>&1");
+    std::remove(file.c_str());
     std::smatch match;
     const std::regex symbol(R"((\?Reader_FFT_HIST2@@[A-Z0-9@_$]+@Z|_Z16Reader_FFT_HIST2\w+))");
     return std::regex_search(assembly, match, symbol) ? match.str(1) : "no symbol in:\n" + assembly;
