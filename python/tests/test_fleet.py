@@ -1,11 +1,13 @@
 """trova.fleet on a tree of generated recordings, with a local cluster of
 worker processes: rows equal direct calls, failures are rows, the number of
-workers changes nothing."""
+workers changes nothing (two in Python, one from the command line)."""
 import csv
+import json
 import os
 import subprocess
 import sys
 
+import numpy as np
 import pandas as pd
 import pytest
 
@@ -44,48 +46,45 @@ def test_find_recordings_groups_members_and_says_why_files_are_skipped(tree):
     assert "looked for" in reasons["broken.001.dat"]
 
 
-def test_rows_equal_direct_calls_whatever_the_number_of_workers(tree):
-    found = fleet.find_recordings(tree)
-    arguments = dict(percentile=0.95, quantity=2, flagged=False)
-    runs = {workers: fleet.run("harmonic_table", found, workers=workers, progress=False,
-                               **arguments) for workers in (1, 2)}
-    one, two = runs[1], runs[2]
-    assert one.frame.equals(two.frame)
-    summary = two.summary.set_index("stem")
+ARGUMENTS = dict(percentile=0.95, quantity=2, flagged=False)
+
+
+@pytest.fixture(scope="module")
+def table_run(tree):
+    return fleet.run("harmonic_table", tree, workers=2, progress=False, **ARGUMENTS)
+
+
+def test_rows_equal_direct_calls_and_failures_are_rows(tree, table_run):
+    summary = table_run.summary.set_index("stem")
     assert summary.loc["volts", "status"] == 3
-    assert "RecordingNotFoundError" in summary.loc["volts", "error"]
-    assert [r["stem"] for r in two.failed] == ["volts"]
-    frame = two.frame
-    for recording in found:
-        if recording.stem == "volts":
-            continue
-        direct = trova.harmonic_table(recording.path, progress=False, **arguments).to_long()
-        rows = frame[frame["path"] == recording.path].reset_index(drop=True)
-        assert (rows["status"] == 0).all()
-        pd.testing.assert_frame_equal(rows[direct.columns], direct, check_dtype=False)
+    error = summary.loc["volts", "error"]
+    assert error.startswith("RecordingNotFoundError: ") and "no usable harmonic rec" in error
+    assert [r["stem"] for r in table_run.failed] == ["volts"]
+    frame = table_run.frame
+    for recording in fleet.find_recordings(tree):
+        if recording.stem != "volts":
+            direct = trova.harmonic_table(recording.path, progress=False, **ARGUMENTS).to_long()
+            rows = frame[frame["path"] == recording.path].reset_index(drop=True)
+            assert (rows["status"] == 0).all()
+            pd.testing.assert_frame_equal(rows[direct.columns], direct, check_dtype=False)
 
 
-def test_command_line_writes_csv_and_json_lines(tree, tmp_path):
+def test_command_line_with_one_worker_writes_the_same_rows_as_csv_and_json_lines(tree, tmp_path,
+                                                                                 table_run):
+    def values(rows):  # every row's recording, statistic and value, in order ("": none)
+        return [(r["path"], r["statistic"] or None, None if r["value"] in ("", None) else
+                 np.float32(r["value"])) for r in rows]
+
+    expected = values(table_run.frame.astype(object).where(table_run.frame.notna(), None)
+                      .to_dict("records"))
     env = dict(os.environ, PYTHONPATH=os.pathsep.join(sys.path))
-    outputs = {}
-    for name in ("table.csv", "table.jsonl"):
+    for name, load in (("t.csv", csv.DictReader), ("t.jsonl", lambda f: map(json.loads, f))):
         out = tmp_path / name
         done = subprocess.run([sys.executable, "-m", "trova", "fleet", str(tree), "--workers",
-                               "2", "-o", str(out), "harmonic-table", "--percentile", "0.95",
-                               "--flagged", "0"], env=env, capture_output=True, text=True,
-                              timeout=120)
+                               "1", "-o", str(out), "harmonic-table", "--percentile", "0.95",
+                               "--quantity", "2", "--flagged", "0"], env=env,
+                              capture_output=True, text=True, timeout=120)
         assert done.returncode == 0, done.stderr
         assert "slowest:" in done.stderr and "failed:" in done.stderr and "volts" in done.stderr
-        outputs[name] = out
-    with open(outputs["table.csv"], newline="") as handle:
-        rows = list(csv.DictReader(handle))
-    import json
-    lines = [json.loads(line) for line in outputs["table.jsonl"].read_text().splitlines()]
-    assert len(rows) == len(lines) > 0
-    expected = fleet.run("harmonic_table", tree, workers=1, progress=False, percentile=0.95,
-                         flagged=0).frame
-    assert len(rows) == len(expected)
-    feeder = [r for r in rows if r["stem"] == "feeder2" and r["statistic"] == "percentile"]
-    assert [float(r["value"]) for r in feeder] == list(
-        expected[(expected["stem"] == "feeder2") & (expected["statistic"] == "percentile")]
-        ["value"].astype(float))
+        with open(out, newline="") as handle:
+            assert values(load(handle)) == expected, name

@@ -25,20 +25,14 @@ def figures(recordings):
     ]
 
 
-def test_every_plot_saves_png_and_svg_with_its_axes(recordings, tmp_path):
+def test_every_plot_saves_its_axes_and_refuses_the_wrong_result(recordings, tmp_path):
     for i, (draw, result, xlabel, ylabel) in enumerate(figures(recordings)):
-        png, svg = tmp_path / f"{i}.png", tmp_path / f"{i}.svg"
-        figure = draw(result, output=png)
-        draw(result, output=svg)
-        axes = figure.axes[0]
+        png = tmp_path / f"{i}.png"  # the format by the extension: the command line's SVG below
+        axes = draw(result, output=png).axes[0]
         assert (axes.get_xlabel(), axes.get_ylabel()) == (xlabel, ylabel), draw.__name__
         assert png.read_bytes()[:8] == b"\x89PNG\r\n\x1a\n" and png.stat().st_size > 5000
-        assert b"<svg" in svg.read_bytes()[:1000]
         if draw is plot.trend_band:
             assert axes.lines and len(axes.get_legend().texts) == 3  # one per channel or phase
-
-
-def test_plot_refuses_the_wrong_result(recordings):
     with pytest.raises(TypeError, match="spectrum_over_time takes a SpectrumTrendResult"):
         plot.spectrum_over_time(trova.trend(recordings["trend"]["first"]))
 
@@ -51,7 +45,7 @@ def run_module(*arguments, env=None):
 def test_command_line_plots_and_describes(recordings, tmp_path):
     output = tmp_path / "table.svg"
     done = run_module("plot", "table", recordings["flat"]["first"], "-o", str(output))
-    assert done.returncode == 0 and output.stat().st_size > 0, done.stderr
+    assert done.returncode == 0 and b"<svg" in output.read_bytes()[:1000], done.stderr
     done = run_module("describe", recordings["trend"]["first"])
     assert done.returncode == 0 and "3 file(s), 180 records" in done.stdout
     done = run_module("plot", "trend", "/nowhere/x.1.dat", "-o", str(output))

@@ -8,20 +8,12 @@ import pytest
 import trova
 
 
-def full_trend(path):
-    return trova.trend(path, quantity=2, block=2, points=500, progress=False)
-
-
-def assert_same(a, b):
-    np.testing.assert_array_equal(a.mean, b.mean)
-    np.testing.assert_array_equal(a.seconds, b.seconds)
-
-
-def test_progress_callback_sees_the_call_rise_to_100(recordings):
+# Three files of equal length: 33 % each; the histogram reads them twice.
+@pytest.mark.parametrize("read, step", [(trova.trend, 33.0), (trova.histogram, 16.5)])
+def test_progress_callback_sees_the_percent_done(recordings, read, step):
     seen = []
-    result = trova.trend(recordings["trend"]["first"], progress=seen.append)
-    assert result.status == 0 and seen == sorted(seen) and 0 < seen[0] and seen[-1] <= 100
-    assert len(seen) >= 2  # three files: at least one message per file but the last
+    assert read(recordings["trend"]["first"], progress=seen.append).status == 0
+    assert seen == [step * k for k in range(1, len(seen) + 1)] and seen[-1] == 99.0
 
 
 def test_callback_returning_false_cancels(recordings):
@@ -30,40 +22,36 @@ def test_callback_returning_false_cancels(recordings):
     # first, so a few attempts are allowed. Every attempt must be consistent.
     path = recordings["long"]["first"]
     full = trova.trend(path, quantity=0, block=0, points=800, progress=False)
-    outcomes = []
     for _ in range(6):
         result = trova.trend(path, quantity=0, block=0, points=800, progress=lambda p: False)
-        outcomes.append(result.cancelled)
         assert result.status == (1 if result.cancelled else 0)
         np.testing.assert_array_equal(result.mean, full.mean[:, :result.points])
         if result.cancelled and result.points < full.points:
             break
-    assert outcomes[-1] and result.points < full.points, outcomes
-    assert_same(trova.trend(path, quantity=0, block=0, points=800, progress=False), full)
+    assert result.cancelled and result.points < full.points
 
 
-def test_callback_raising_cancels_and_the_error_reaches_the_caller(recordings):
+main = threading.main_thread().ident
+
+
+# A callback that raises, calls a reader or sends Ctrl-C: the call stops, the
+# error reaches the caller, and the next call gets the whole result. Ctrl-C
+# is repeated: the reader must have stopped before KeyboardInterrupt is
+# raised, or the next call would run beside it.
+@pytest.mark.parametrize("callback, error, says, repeat", [
+    (lambda path: lambda percent: 1 / 0, ZeroDivisionError, "division", 1),
+    (lambda path: lambda percent: trova.trend(path, progress=False), trova.ReaderBusyError,
+     "inside a progress callback", 1),
+    (lambda path: lambda percent: signal.pthread_kill(main, signal.SIGINT), KeyboardInterrupt,
+     "", 10),
+])
+def test_a_failing_callback_stops_the_call_and_leaves_the_library_usable(recordings, callback,
+                                                                         error, says, repeat):
     path = recordings["trend"]["first"]
-    before = full_trend(path)
-    with pytest.raises(ZeroDivisionError):
-        trova.trend(path, quantity=2, block=2, points=500, progress=lambda percent: 1 / 0)
-    assert_same(full_trend(path), before)
-
-
-def test_ctrl_c_cancels_then_raises_keyboard_interrupt(recordings):
-    # Repeated: the reader must have stopped before KeyboardInterrupt is
-    # raised, or the next call would run beside it.
-    path = recordings["trend"]["first"]
-    before = full_trend(path)
-    main = threading.main_thread().ident
-    for _ in range(10):
-        with pytest.raises(KeyboardInterrupt):
-            trova.trend(path, progress=lambda percent: signal.pthread_kill(main, signal.SIGINT))
-        assert_same(full_trend(path), before)
-
-
-def test_a_reader_inside_the_callback_is_refused(recordings):
-    path = recordings["trend"]["first"]
-    with pytest.raises(trova.ReaderBusyError, match="inside a progress callback"):
-        trova.trend(path, progress=lambda percent: trova.trend(path, progress=False))
-    assert full_trend(path).status == 0
+    before = trova.trend(path, points=500, progress=False)
+    for _ in range(repeat):
+        with pytest.raises(error, match=says):
+            trova.trend(path, points=500, progress=callback(path))
+        after = trova.trend(path, points=500, progress=False)
+        np.testing.assert_array_equal(after.mean, before.mean)
+        np.testing.assert_array_equal(after.seconds, before.seconds)

@@ -7,7 +7,7 @@ import pytest
 import trova
 from conftest import INTERVAL, START, harmonic_value, trend_value
 
-RECORDS = np.arange(180)
+RECORDS, ROWS = np.arange(180), np.arange(3)[:, None]  # records; channels or phases
 
 
 def record_time(r):
@@ -18,10 +18,9 @@ def test_trend_groups_min_max_mean_and_times(recordings):
     result = trova.trend(recordings["trend"]["first"], quantity=3, block=1, points=60)
     groups = np.arange(60) * 3
     assert (result.status, result.interleave_factor, result.min.shape) == (0, 3, (3, 60))
-    for c in range(3):
-        np.testing.assert_array_equal(result.min[c], trend_value(groups, 1, 3, c))
-        np.testing.assert_array_equal(result.max[c], trend_value(groups + 2, 1, 3, c))
-        np.testing.assert_array_equal(result.mean[c], trend_value(groups + 1, 1, 3, c))
+    np.testing.assert_array_equal(result.min, trend_value(groups, 1, 3, ROWS))
+    np.testing.assert_array_equal(result.max, trend_value(groups + 2, 1, 3, ROWS))
+    np.testing.assert_array_equal(result.mean, trend_value(groups + 1, 1, 3, ROWS))
     np.testing.assert_array_equal(result.times, [record_time(g + 2) for g in groups])
     flagged = [any(r % 4 == 0 for r in range(g, g + 3)) for g in groups]  # every 4th flagged
     np.testing.assert_array_equal(result.flags, flagged)
@@ -35,8 +34,7 @@ def test_arrays_sized_by_the_quantity(recordings, read, quantity, block, channel
     result = read(recordings["trend"]["first"], quantity=quantity, block=block, points=500)
     values = result.mean if read is trova.trend else result.values
     assert (values.shape, result.interleave_factor) == ((channels, 180), factor)
-    for c in range(channels):
-        np.testing.assert_array_equal(values[c], trend_value(RECORDS, block, quantity, c))
+    np.testing.assert_array_equal(values, trend_value(RECORDS, block, quantity, ROWS[:channels]))
 
 
 @pytest.mark.parametrize("value_range", [None, "fixed"])
@@ -52,37 +50,25 @@ def test_histogram_passes_flagged_and_its_range(recordings, value_range):
         np.testing.assert_array_equal(result.start, trend_value(1, 2, 2, np.arange(3)))
 
 
-FLAT_POINTS = 120
-
-
 # Harmonic readers: the package passes the quantity, position, value set and
-# reader and sizes the arrays from the recording; the codes are pinned by the
-# library's own suites.
-@pytest.mark.parametrize("read, reader, quantity, value_set, field, from_set", [
-    (trova.harmonic_trend, "decimated", 10, 0, 5, 2),  # stored apparent power
-    (trova.harmonic_trend, "powers", 6, 1, 2, 1),      # voltage of value set 1
-    (trova.spectrum_trend, "angles", 1, 0, 2, 0),
-    (trova.harmonic_histogram, "powers", 3, 0, 3, 0),
+# reader and sizes the arrays from the recording ("flat": 120 records, three
+# phases, 12 positions); the codes are pinned by the library's own suites.
+@pytest.mark.parametrize("call, got, expected, shape", [
+    (lambda p: trova.harmonic_trend(p, quantity=10, harmonic=3, reader="decimated"),
+     lambda r: r.values, harmonic_value(0, 5, 2, ROWS, 3), (3, 120)),  # stored apparent power
+    (lambda p: trova.harmonic_trend(p, quantity=6, harmonic=3, value_set=1),
+     lambda r: r.mean, harmonic_value(0, 2, 1, ROWS, 3), (3, 120)),  # voltage of value set 1
+    (lambda p: trova.spectrum_trend(p, quantity=1, reader="angles"),
+     lambda r: r.statistics["mean"],
+     harmonic_value(0, 2, 0, ROWS[:, :, None], np.arange(12)[:, None]), (3, 12, 60)),
+    (lambda p: trova.harmonic_histogram(p, quantity=3, harmonic=5, flagged=False),
+     lambda r: np.stack([r.start, r.counts[:, 0]], 1),  # every 5th record flagged
+     np.hstack([harmonic_value(0, 3, 0, ROWS, 5), np.full((3, 1), 96)]), (3, 2)),
 ])
-def test_harmonic_readers_pass_their_arguments(recordings, read, reader, quantity, value_set,
-                                               field, from_set):
-    path = recordings["flat"]["first"]
-    phases = np.arange(3)
-    if read is trova.harmonic_histogram:
-        result = read(path, quantity=quantity, harmonic=5, reader=reader, flagged=False)
-        np.testing.assert_array_equal(result.counts[:, 0], 96)  # every 5th record flagged
-        np.testing.assert_array_equal(result.start, harmonic_value(0, field, from_set, phases, 5))
-    elif read is trova.spectrum_trend:
-        values = read(path, quantity=quantity, reader=reader).statistics["mean"]
-        expected = harmonic_value(0, field, from_set, phases[:, None], np.arange(12)[None, :])
-        np.testing.assert_array_equal(values, np.broadcast_to(expected[:, :, None], (3, 12, 60)))
-    else:
-        result = read(path, quantity=quantity, harmonic=3, value_set=value_set, reader=reader,
-                      points=500)
-        values = result.values if reader == "decimated" else result.mean
-        assert (result.status, values.shape) == (0, (3, FLAT_POINTS))
-        for p in phases:
-            np.testing.assert_array_equal(values[p], harmonic_value(0, field, from_set, p, 3))
+def test_harmonic_readers_pass_their_arguments(recordings, call, got, expected, shape):
+    result = call(recordings["flat"]["first"])
+    assert result.status == 0
+    np.testing.assert_array_equal(got(result), np.broadcast_to(expected, shape))
 
 
 def test_harmonic_table_passes_the_percentile(recordings):

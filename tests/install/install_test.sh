@@ -31,8 +31,6 @@ check_consumers() {  # prefix; pkg-config path
     got="$("$consumer" "$recording")"
     [ "$got" = "$expected" ] || fail "$consumer printed '$got', expected '$expected'"
   done
-  got="$("$work/consumer-pc")"
-  [ "$got" = "describe 2 files 0 records 0 status 3" ] || fail "pkg-config consumer, no path: '$got'"
 }
 
 check_installed() {  # the installed library file, the installed trova command
@@ -58,7 +56,6 @@ case "$mode" in
     (cd "$work" && cpack -G DEB --config "$build/CPackConfig.cmake" >/dev/null) \
       || fail "cpack -G DEB failed"
     deb="$(ls "$work"/trova_*.deb)"
-    dpkg-deb --info "$deb" >/dev/null
     dpkg -r trova >/dev/null 2>&1 || true
     trap 'dpkg -r trova >/dev/null 2>&1 || true; rm -rf "$work"' EXIT
     dpkg -i "$deb" >/dev/null || fail "dpkg -i $deb failed"
