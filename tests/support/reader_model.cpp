@@ -190,7 +190,6 @@ std::vector<ModelRecord> ModelRecords(const rec::RecordingInfo &info, int first,
     return out;
 }
 
-
 // ---- calls ---------------------------------------------------------------------------
 
 float *Call::Slot(int kind, int p, int j) {
@@ -314,6 +313,19 @@ void PredictSeries(Call &want, const std::vector<ModelRecord> &records, const Va
     want.out.result = first ? point - 1 : point;
 }
 
+namespace {
+
+// The records counted and how many of them are flagged, where the export reports them.
+void PredictCounters(Call &want, const std::vector<ModelRecord> &counted) {
+    trova_long *total = want.Array<trova_long>("FTotalPoints");
+    if (total == nullptr) return;
+    *total = trova_long(counted.size());
+    *want.Array<trova_long>("FFlaggedPoints") =
+        trova_long(std::count_if(counted.begin(), counted.end(), [](const ModelRecord &r) { return r.flags != 0; }));
+}
+
+}  // namespace
+
 void PredictHistogram(Call &want, const std::vector<ModelRecord> &ranged, const std::vector<ModelRecord> &counted,
                       const ValueFn &value, const Histogram &h) {
     const bool withFlagged = want.reader == Export::FFT_HIST1 || want.flagged != 0;
@@ -352,11 +364,7 @@ void PredictHistogram(Call &want, const std::vector<ModelRecord> &ranged, const 
             if (inRange != nullptr) ++total[c], inRange[c] += !below && !above;
         }
     }
-    if (trova_long *records = want.Array<trova_long>("FTotalPoints")) {
-        *records = trova_long(counted.size());
-        *want.Array<trova_long>("FFlaggedPoints") =
-            trova_long(std::count_if(counted.begin(), counted.end(), [](const ModelRecord &r) { return r.flags != 0; }));
-    }
+    PredictCounters(want, counted);
 }
 
 void PredictTable(Call &want, const std::vector<ModelRecord> &seen, const std::vector<ModelRecord> &counted,
@@ -391,11 +399,7 @@ void PredictTable(Call &want, const std::vector<ModelRecord> &seen, const std::v
         a[p] = cell([&](const ModelRecord &r) { return ab(r, p, 0); });
         b[p] = cell([&](const ModelRecord &r) { return ab(r, p, 1); });
     }
-    if (trova_long *records = want.Array<trova_long>("FTotalPoints")) {
-        *records = trova_long(counted.size());
-        *want.Array<trova_long>("FFlaggedPoints") =
-            trova_long(std::count_if(counted.begin(), counted.end(), [](const ModelRecord &r) { return r.flags != 0; }));
-    }
+    PredictCounters(want, counted);
 }
 
 Call Check(const Call &call, const std::string &path, const rec::RecordingPlan &plan,
