@@ -120,9 +120,7 @@ TEST_F(ConcurrencyTest, ThreadsCallingTogetherGetWhatEachCallGetsAlone) {
             for (int round = 0; round < kRounds; ++round) {
                 for (size_t i = 0; i < jobs_.size(); ++i) {
                     const size_t j = (i * steps[t] + round + t) % jobs_.size();
-                    if (jobs_[j]() != alone[j]) {
-                        failures[t].push_back(jobs_[j].name);
-                    }
+                    if (jobs_[j]() != alone[j]) failures[t].push_back(jobs_[j].name);
                 }
             }
         });
