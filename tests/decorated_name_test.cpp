@@ -37,19 +37,12 @@ std::string RunCapture(const std::string &command) {
     return out;
 }
 
-std::string Clang() {
-    for (const char *name : {"clang++", "clang++-16", "clang++-15", "clang++-14"}) {
-        if (!RunCapture(std::string(name) + " --version 2>/dev/null").empty()) return name;
-    }
-    return "";
-}
-
 // The Reader_FFT_HIST2 symbol in the assembly clang makes of `source` (in a
 // file of this process: other test programs may run beside it).
 std::string SymbolFor(const std::string &target, const std::string &source) {
     const std::string file = ::testing::TempDir() + "trova_probe_" + std::to_string(getpid()) + ".cpp";
     std::ofstream(file) << source;
-    const std::string assembly = RunCapture(Clang() + " --target=" + target + " -std=c++17 -S -o - -I" TROVA_SOURCE_DIR
+    const std::string assembly = RunCapture("clang++ --target=" + target + " -std=c++17 -S -o - -I" TROVA_SOURCE_DIR
                                             "/include " + file + " 2>&1");
     std::smatch match;
     const std::regex symbol(R"((\?Reader_FFT_HIST2@@[A-Z0-9@_$]+@Z|_Z16Reader_FFT_HIST2\w+))");
@@ -72,7 +65,7 @@ TEST(DecoratedName, DefHasTwelvePlainReadersTheQueryAndTheTwoComputedNames) {
                          "Reader_FFT_XT3", "Reader_FFT_ALL_Harmonics_XT1", "Reader_FFT_ALL_Harmonics_XT2",
                          "Reader_FFT_ALL_Harmonics_XT3", "Reader_FFT_HIST1", "Reader_FFT_Table1",
                          "Reader_FFT_Table2", "TrovaDescribeRecording"}));
-    if (Clang().empty()) GTEST_SKIP() << "no clang++ to compute the decorated names";
+    if (RunCapture("clang++ --version 2>/dev/null").empty()) GTEST_SKIP() << "no clang++ (scripts/windows/install-deps.sh)";
     // From the signature the host binds to, and from the header's Windows declaration.
     for (const char *source : {kSignature, kHeaderProbe}) {
         EXPECT_EQ(aliases, std::vector<std::string>{SymbolFor("x86_64-pc-windows-msvc", source) + "=" +

@@ -24,9 +24,11 @@ TEST(PlatformHost, SettersClampThePauseAndCopyTheLogDirectory) {
     TrovaSetCompletionPause(-20), TrovaSetLogDirectory(directory), directory[1] = 'X';
     EXPECT_EQ(trova::platform::CompletionPauseMs(), 0);
     EXPECT_EQ(trova::platform::LogFilePath(), "/var/tmp/logs/TrovaDLL.LOG");
-    TrovaSetLogDirectory("");
-    EXPECT_EQ(trova::platform::LogFilePath(), "");
-    TrovaSetCompletionPause(500), TrovaSetLogDirectory(nullptr);
+    for (const char *off : {"", static_cast<const char *>(nullptr)}) {  // no log at all
+        TrovaSetLogDirectory(off);
+        EXPECT_EQ(trova::platform::LogFilePath(), "");
+    }
+    TrovaSetCompletionPause(500);
 }
 
 // Where a line goes by default and what is refused in the file's place:
