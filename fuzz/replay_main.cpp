@@ -1,10 +1,10 @@
 // A driver for the fuzz targets that needs no fuzzing engine: it runs the
 // target over files named on the command line, or, with no arguments, over
-// seeds made with the recording writer (reader calls of every kind on random
-// recordings of their variant with the generated calls' random arguments,
-// or bare member files) and deterministic mutations of them. CTest runs it
-// this way under the sanitizers.
-#include <cstdio>
+// 65 seeds made with the recording writer (reader calls of every kind on
+// random recordings of their variant with the generated calls' random
+// arguments, or bare member files) and 20 deterministic mutations of each.
+// CTest runs it this way under the sanitizers. TROVA_FUZZ_WRITE_SEEDS=DIR
+// writes the seeds there (a campaign's starting corpus) and runs nothing.
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -21,10 +21,13 @@ extern "C" __attribute__((weak)) bool TrovaFuzzReaderSeeds();
 
 namespace {
 
+using Input = std::vector<uint8_t>;
 using trova::rec::SplitMix64;
 
+void Run(const Input &input) { LLVMFuzzerTestOneInput(input.data(), input.size()); }
+
 // Seed `index` calls reader kind 1 + index % 13 on a recording of its variant.
-std::vector<uint8_t> MakeSeed(int index, SplitMix64 &random) {
+Input MakeSeed(int index, SplitMix64 &random) {
     trova::fuzz::FuzzCall call;
     call.kind = 1 + index % 13;
     const trova::rec::Recording recording =
@@ -35,7 +38,9 @@ std::vector<uint8_t> MakeSeed(int index, SplitMix64 &random) {
     return trova::fuzz::EncodeReaderCall(call);
 }
 
-std::vector<uint8_t> Mutate(std::vector<uint8_t> data, SplitMix64 &random) {
+// One to eight edits: a byte replaced, a bit flipped, the tail cut (not
+// into the reader call's fixed part), a byte inserted.
+Input Mutate(Input data, SplitMix64 &random) {
     const int edits = 1 + static_cast<int>(random.next() % 8);
     for (int e = 0; e < edits && !data.empty(); ++e) {
         const size_t at = random.next() % data.size();
@@ -54,30 +59,19 @@ std::vector<uint8_t> Mutate(std::vector<uint8_t> data, SplitMix64 &random) {
 int main(int argc, char **argv) {
     for (int i = 1; i < argc; ++i) {
         std::ifstream in(argv[i], std::ios::binary);
-        const std::vector<uint8_t> data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        LLVMFuzzerTestOneInput(data.data(), data.size());
+        Run(Input(std::istreambuf_iterator<char>(in), {}));
     }
-    if (argc > 1) return 0;
-    const int seeds = std::getenv("TROVA_FUZZ_SEEDS") ? std::atoi(std::getenv("TROVA_FUZZ_SEEDS")) : 65;
-    SplitMix64 random(20261122);
-    // TROVA_FUZZ_WRITE_SEEDS=DIR: the seeds go there as files (a campaign's
-    // starting corpus) and nothing runs.
     const char *seedDirectory = std::getenv("TROVA_FUZZ_WRITE_SEEDS");
-    long runs = 0;
-    for (int s = 0; s < seeds; ++s) {
-        const std::vector<uint8_t> seed = MakeSeed(s, random);
+    SplitMix64 random(20261122);
+    for (int s = 0; argc == 1 && s < 65; ++s) {
+        const Input seed = MakeSeed(s, random);
         if (seedDirectory != nullptr) {
             std::ofstream(std::string(seedDirectory) + "/seed-" + std::to_string(s), std::ios::binary)
                 .write(reinterpret_cast<const char *>(seed.data()), std::streamsize(seed.size()));
-            continue;
+        } else {
+            Run(seed);
+            for (int m = 0; m < 20; ++m) Run(Mutate(seed, random));
         }
-        LLVMFuzzerTestOneInput(seed.data(), seed.size());
-        for (int m = 0; m < 20; ++m, ++runs) {
-            const std::vector<uint8_t> mutated = Mutate(seed, random);
-            LLVMFuzzerTestOneInput(mutated.data(), mutated.size());
-        }
-        ++runs;
     }
-    std::printf("%ld inputs run\n", runs);
     return 0;
 }

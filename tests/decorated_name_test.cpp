@@ -5,7 +5,6 @@
 // names here (targets x86_64-pc-windows-msvc and x86_64-w64-windows-gnu),
 // from the signature the host binds to and from include/trova/readers.h.
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <cstdio>
@@ -14,6 +13,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -31,83 +31,47 @@ std::string RunCapture(const std::string &command) {
     std::string out;
     if (FILE *pipe = popen(command.c_str(), "r")) {
         char buffer[4096];
-        size_t n;
-        while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
+        for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
         pclose(pipe);
     }
     return out;
 }
 
-std::string Clang() {
-    for (const char *name : {"clang++", "clang++-16", "clang++-15", "clang++-14"}) {
-        if (!RunCapture(std::string(name) + " --version 2>/dev/null").empty()) return name;
-    }
-    return "";
-}
-
-// The Reader_FFT_HIST2 symbol in the assembly clang makes of `source`.
+// The Reader_FFT_HIST2 symbol in the assembly clang makes of `source` (in a
+// file of this process: other test programs may run beside it).
 std::string SymbolFor(const std::string &target, const std::string &source) {
-    // A name of this process's own: test runs in other checkouts probe at the same time.
     const std::string file = ::testing::TempDir() + "trova_probe_" + std::to_string(getpid()) + ".cpp";
     std::ofstream(file) << source;
-    const std::string assembly =
-        RunCapture(Clang() + " --target=" + target + " -std=c++17 -S -o - -I" TROVA_SOURCE_DIR
-                   "/include " + file + " 2>&1");
+    const std::string assembly = RunCapture("clang++ --target=" + target + " -std=c++17 -S -o - -I" TROVA_SOURCE_DIR
+                                            "/include " + file + " 2>&1");
     std::remove(file.c_str());
     std::smatch match;
     const std::regex symbol(R"((\?Reader_FFT_HIST2@@[A-Z0-9@_$]+@Z|_Z16Reader_FFT_HIST2\w+))");
     return std::regex_search(assembly, match, symbol) ? match.str(1) : "no symbol in:\n" + assembly;
 }
 
-struct DefFile {
-    std::set<std::string> plain;
-    std::string exported, internal;  // the one alias
-    int aliases = 0;
-};
-
-DefFile ReadDef() {
-    DefFile def;
-    std::ifstream in(TROVA_SOURCE_DIR "/resources/trova.def");
-    std::string line;
-    bool exports = false;
-    while (std::getline(in, line)) {
-        std::istringstream words(line.substr(0, line.find(';')));
-        std::string word;
-        if (!(words >> word)) continue;
-        if (word == "EXPORTS") {
-            exports = true;
-        } else if (exports) {
-            const size_t eq = word.find('=');
-            if (eq == std::string::npos) {
-                def.plain.insert(word);
-            } else {
-                ++def.aliases;
-                def.exported = word.substr(0, eq);
-                def.internal = word.substr(eq + 1);
-                if (def.exported.size() > 1 && def.exported.front() == '"') {
-                    def.exported = def.exported.substr(1, def.exported.size() - 2);
-                }
-            }
-        }
-    }
-    return def;
-}
-
 TEST(DecoratedName, DefHasTwelvePlainReadersTheQueryAndTheTwoComputedNames) {
-    const DefFile def = ReadDef();
-    const std::set<std::string> plain = {
-        "Reader_XT", "Reader_XT2", "Reader_HIST", "Reader_FFT_XT1", "Reader_FFT_XT2",
-        "Reader_FFT_XT3", "Reader_FFT_ALL_Harmonics_XT1", "Reader_FFT_ALL_Harmonics_XT2",
-        "Reader_FFT_ALL_Harmonics_XT3", "Reader_FFT_HIST1", "Reader_FFT_Table1",
-        "Reader_FFT_Table2", "TrovaDescribeRecording"};
-    EXPECT_EQ(def.plain, plain);
-    ASSERT_EQ(def.aliases, 1);
-    if (Clang().empty()) GTEST_SKIP() << "no clang++ to compute the decorated names";
-    EXPECT_EQ(def.exported, SymbolFor("x86_64-pc-windows-msvc", kSignature));
-    EXPECT_EQ(def.internal, SymbolFor("x86_64-w64-windows-gnu", kSignature));
-    // The header's Windows declaration has that very signature.
-    EXPECT_EQ(def.exported, SymbolFor("x86_64-pc-windows-msvc", kHeaderProbe));
-    EXPECT_EQ(def.internal, SymbolFor("x86_64-w64-windows-gnu", kHeaderProbe));
+    std::ifstream in(TROVA_SOURCE_DIR "/resources/trova.def");
+    std::set<std::string> plain;
+    std::vector<std::string> aliases;  // "exported=internal", quotes dropped
+    bool exports = false;
+    for (std::string line, word; std::getline(in, line);) {
+        if (!(std::istringstream(line.substr(0, line.find(';'))) >> word)) continue;
+        if (!exports) exports = word == "EXPORTS";
+        else if (word.find('=') == std::string::npos) plain.insert(word);
+        else aliases.push_back(std::regex_replace(word, std::regex("^\"(.*)\"="), "$1="));
+    }
+    EXPECT_EQ(plain, (std::set<std::string>{
+                         "Reader_XT", "Reader_XT2", "Reader_HIST", "Reader_FFT_XT1", "Reader_FFT_XT2",
+                         "Reader_FFT_XT3", "Reader_FFT_ALL_Harmonics_XT1", "Reader_FFT_ALL_Harmonics_XT2",
+                         "Reader_FFT_ALL_Harmonics_XT3", "Reader_FFT_HIST1", "Reader_FFT_Table1",
+                         "Reader_FFT_Table2", "TrovaDescribeRecording"}));
+    if (RunCapture("clang++ --version 2>/dev/null").empty()) GTEST_SKIP() << "no clang++ (scripts/windows/install-deps.sh)";
+    // From the signature the host binds to, and from the header's Windows declaration.
+    for (const char *source : {kSignature, kHeaderProbe}) {
+        EXPECT_EQ(aliases, std::vector<std::string>{SymbolFor("x86_64-pc-windows-msvc", source) + "=" +
+                                                    SymbolFor("x86_64-w64-windows-gnu", source)});
+    }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -21,32 +22,26 @@ namespace {
 using Lines = std::vector<std::string>;
 using FrameTest = testing::ReaderTest;
 
-TEST_F(FrameTest, LogLinesCutAt255AndDroppedWhenSwitchedOff) {
+// Where lines go, and where not, is the log's (platform_test.cpp).
+TEST_F(FrameTest, LogLinesCutAt255) {
     LogLine("");
     LogString("Label    ", std::string(400, 'x').c_str());
-    const std::string missing = dir_.path() + "/no-such-dir";
-    for (const char *off : {static_cast<const char *>(nullptr), "", missing.c_str()}) {
-        TrovaSetLogDirectory(off);
-        LogLine("dropped");
-    }
-    TrovaSetLogDirectory(dir_.path().c_str());
     EXPECT_EQ(LogLines(), (Lines{"", "Label     = " + std::string(255 - 12, 'x')}));
 }
 
-// Every export, its arguments, result and parameter lines ("PathFile" lines
-// end with the path) for a path the check refuses.
+// Every export, its result and parameter lines (joined by '|'; "PathFile"
+// lines end with the path) for a path the check refuses, and its arguments.
 struct ExportCase {
     calls::Export reader;
     int result;
-    Lines lines;
+    std::string lines;
     calls::Args args;
 };
 
 std::vector<ExportCase> AllExports() {
     using E = calls::Export;
-    const Lines w = {"TStart    = -1.00", "TStop     = 2.50", "PathFile  = "};
-    const Lines xt = {"Quantity  = 1", "MinMax    = 0", w[0], w[1], w[2]};
-    const auto plus = [](Lines a, Lines b) { return a.insert(a.end(), b.begin(), b.end()), a; };
+    const std::string w = "TStart    = -1.00|TStop     = 2.50|", p = "PathFile  = ", mm = "MinMax    = ";
+    const std::string q = "Quantity  = 1|", xt = q + mm + "0|" + w + p, label = "Label     = Label|";
     const auto args = [](void (*set)(calls::Args &)) {
         calls::Args a;
         a.quantity = 1, a.tStop = 2.5, a.label = "Label", a.button = "Button", a.percentil = 0.95f;
@@ -55,32 +50,24 @@ std::vector<ExportCase> AllExports() {
     };
     const calls::Args plain = args([](calls::Args &) {});
     return {
-        {E::XT, 0, plus(xt, {"Finish Reader_XT"}), plain},
-        {E::XT2, 0, plus(xt, {"Finish Reader_XT2"}), plain},
-        {E::HIST, 0,
-         {xt[0], xt[1], w[0], w[1], "Label     = Label", w[2], "ExtRef    = 230.00",
-          "HMinMax   = 1", "HMin      = 0.00", "HMax      = 98.00", "Flagged   = 0"},
+        {E::XT, 0, xt + "|Finish Reader_XT", plain},
+        {E::XT2, 0, xt + "|Finish Reader_XT2", plain},
+        {E::HIST, 0, q + mm + "0|" + w + label + p + "|ExtRef    = 230.00|HMinMax   = 1|HMin      = 0.00|"
+                     "HMax      = 98.00|Flagged   = 0",
          args([](calls::Args &a) { a.extRef = 230, a.hMinMax = 1, a.hMax = 98; })},
-        {E::FFT_XT1, 0, w, plain},
-        {E::FFT_XT2, 0, w, plain},
-        {E::FFT_XT3, 0,
-         {"TStart         = -1.00", "TStop          = 2.50", "PathFile       = ",
-          "Quantity       = 1", "MinMax         = 1", "1st Harm       = 1",
-          "Finish Reader_FFT_XT3"},
-         plain},
-        {E::FFT_ALL_XT1, 0, w, plain},
-        {E::FFT_ALL_XT2, 0, w, plain},
-        {E::FFT_ALL_XT3, 0, plus(w, {"Quantity  = 1", "Minmax    = 1"}), plain},
-        {E::FFT_HIST1, 1, w, plain},
-        {E::FFT_HIST2, 1,
-         {"Quantity  = 1", "MinMax    = 1", w[0], w[1], "Label     = Label", w[2], "Harmonic  = 3",
-          "1.Harm    = 1", "Join      = 1", "HMinMax   = 0", "HMin      = -5.00",
-          "HMax      = 5.00", "Flagged   = 1"},
+        {E::FFT_XT1, 0, w + p, plain},
+        {E::FFT_XT2, 0, w + p, plain},
+        {E::FFT_XT3, 0, "TStart         = -1.00|TStop          = 2.50|PathFile       = |Quantity       = 1|"
+                        "MinMax         = 1|1st Harm       = 1|Finish Reader_FFT_XT3", plain},
+        {E::FFT_ALL_XT1, 0, w + p, plain},
+        {E::FFT_ALL_XT2, 0, w + p, plain},
+        {E::FFT_ALL_XT3, 0, w + p + "|" + q + "Minmax    = 1", plain},
+        {E::FFT_HIST1, 1, w + p, plain},
+        {E::FFT_HIST2, 1, q + mm + "1|" + w + label + p + "|Harmonic  = 3|1.Harm    = 1|Join      = 1|"
+                          "HMinMax   = 0|HMin      = -5.00|HMax      = 5.00|Flagged   = 1",
          args([](calls::Args &a) { a.join = 1, a.hMin = -5, a.hMax = 5, a.flagged = 1; })},
-        {E::FFT_Table1, 1, w, plain},
-        {E::FFT_Table2, 1,
-         plus(w, {"Quantity  = 1", "MinMax    = 0", "FirstHarmonic  = 1", "Percentil = 1.00",
-                  "Flagged   = 0"}),
+        {E::FFT_Table1, 1, w + p, plain},
+        {E::FFT_Table2, 1, w + p + "|" + q + mm + "0|FirstHarmonic  = 1|Percentil = 1.00|Flagged   = 0",
          args([](calls::Args &a) { a.minMax = 7, a.percentil = 1.5f; })},
     };
 }
@@ -122,7 +109,8 @@ TEST_F(FrameTest, NoRecordingGivesStatusThreeOnEveryExport) {
             EXPECT_EQ(outcome.Bytes("Status"), want.Bytes("Status"));
             if (!refused) continue;
             Lines lines = {std::string(60, '='), "Start " + name, std::string(30, '-')};
-            for (const std::string &line : c.lines) {
+            std::istringstream parameters(c.lines);
+            for (std::string line; std::getline(parameters, line, '|');) {
                 lines.push_back(line + (line.rfind("PathFile", 0) == 0 ? path : ""));
             }
             EXPECT_EQ(LogLines(), lines);
@@ -132,31 +120,30 @@ TEST_F(FrameTest, NoRecordingGivesStatusThreeOnEveryExport) {
 
 // Every export called from the running call's progress callback (its own
 // thread) is refused at once: status 6, result 0, no line in the log, no
-// dialog, no output touched; the running call ends as it would alone.
+// dialog, no output touched; the running call ends as it would alone. Its
+// dialog is topmost, centred, titled with the label (cut to 2047 bytes).
 TEST_F(FrameTest, ReenteredExportsAreRefusedAtOnceWithoutHarmToTheRunningCall) {
     rec::RecordingPlan plan;
     plan.add(12), plan.add(9);
-    std::string path = PathOf(Write(plan), 0);
-    struct Run {
-        int result, status;
-        std::vector<float> values = std::vector<float>(60, -1.0f);
-        std::vector<double> times = std::vector<double>(24, -1.0);
-        std::vector<int> flags = std::vector<int>(12, -1);
-        int points = 12, factor = -1;
-    };
-    const auto run = [&path] {
-        Run r;
-        char label[] = "Outer", button[] = "Stop";
+    const std::string path = PathOf(Write(plan), 0);
+    calls::Args args;
+    args.quantity = 2, args.points = 12, args.label = "Title" + std::string(3000, 't'), args.button = "Abort";
+    const auto run = [&] {
         ForgetFileTable();
-        r.status = -1;
-        r.result = Reader_XT(2, 0, -1, -1, 0, label, path.data(), &r.points, r.values.data(),
-                             r.values.data(), r.values.data(), r.times.data(), r.flags.data(),
-                             &r.factor, button, &r.status);
-        return std::tuple(r.result, r.status, r.values, r.times, r.flags, r.points, r.factor);
+        std::string p = path;
+        const calls::Outcome o = calls::Call(calls::LinkedReaders(), calls::Export::XT, args, p.data(),
+                                             calls::DescribeShape(calls::LinkedReaders(), p.c_str(), false), 1);
+        return std::tuple(o.result, o.Int("Status"), o.Bytes());
     };
     const auto alone = run();
     const Lines aloneLog = LogLines();
     ASSERT_EQ(std::get<1>(alone), TROVA_READER_OK);
+    const platform::probe::DialogState d = platform::probe::LastDialog();
+    const int width = d.rect.right - d.rect.left, height = d.rect.bottom - d.rect.top;
+    EXPECT_EQ(std::tuple(d.templateId, d.owner, d.title, d.buttonText, d.topmost, d.barMin, d.barMax, d.barStep),
+              std::tuple(101, HWND(nullptr), args.label.substr(0, 2047), "Abort", true, 0, 100, 10));
+    EXPECT_EQ(std::tuple(d.rect.left, d.rect.top, width > 10),
+              std::tuple((platform::probe::kScreenWidth - width) / 2, (platform::probe::kScreenHeight - height) / 2, true));
 
     static std::vector<std::tuple<std::string, long long, long long, int, bool>> seen;
     seen.clear();
@@ -178,25 +165,6 @@ TEST_F(FrameTest, ReenteredExportsAreRefusedAtOnceWithoutHarmToTheRunningCall) {
     for (const auto &[name, result, status, dialogs, untouched] : seen) {
         EXPECT_EQ(std::tuple(result, status, dialogs, untouched), std::tuple(0, TROVA_READER_BUSY, 0, true)) << name;
     }
-}
-
-TEST_F(FrameTest, DialogIsTopmostCentredAndTitled) {
-    rec::RecordingPlan plan;
-    plan.add(3);
-    std::string path = PathOf(Write(plan), 0), label = "Title" + std::string(3000, 't');
-    char button[] = "Abort";
-    int points = 10, factor = 0, status = -1, flags[10];
-    float values[50];
-    double times[20];
-    Reader_XT(0, 0, -1, -1, 0, label.data(), path.data(), &points, values, values, values, times,
-              flags, &factor, button, &status);
-    const platform::probe::DialogState d = platform::probe::LastDialog();
-    const int width = d.rect.right - d.rect.left, height = d.rect.bottom - d.rect.top;
-    EXPECT_EQ(std::tuple(status, d.templateId, d.owner, d.title, d.buttonText, d.topmost),
-              std::tuple(0, 101, HWND(nullptr), label.substr(0, 2047), "Abort", true));
-    EXPECT_EQ(std::tuple(d.barMin, d.barMax, d.barStep, d.rect.left, d.rect.top, width > 10),
-              std::tuple(0, 100, 10, (platform::probe::kScreenWidth - width) / 2,
-                         (platform::probe::kScreenHeight - height) / 2, true));
 }
 
 TEST(FrameLibrary, SharedLibraryExportsTheReadersAndHostInterfaceOnly) {

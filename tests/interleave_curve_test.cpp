@@ -18,12 +18,6 @@ struct Sample { double t1, t2; float value; uint32_t flags; };
 using Samples = std::vector<Sample>;
 using Outputs = std::vector<std::tuple<double, double, float, uint32_t>>;
 
-Outputs Tuples(const Samples &samples) {
-    Outputs out;
-    for (const auto &s : samples) out.emplace_back(s.t1, s.t2, s.value, s.flags);
-    return out;
-}
-
 Outputs Feed(CInterleaveCurve &curve, const Samples &samples) {
     for (const auto &s : samples) curve.Add(s.t1, s.t2, s.value, s.flags);
     curve.Flush();
@@ -68,8 +62,8 @@ TEST(InterleaveCurve, BinOutputsOrderTimesAndFlags) {
     s[4].flags = 4, s[6].flags = 1, s[11].flags = 8;
     CInterleaveCurve curve;
     curve.Init(15, 6);
-    EXPECT_EQ(Feed(curve, s), Tuples({{1002.5, 0.0, 0, 4}, {1005, 0.5, 3, 4}, {1008, 0.5, 3, 9},
-                                      {1011, 0.5, 0, 9}, {1012.5, 0.5, 0, 0}, {1014, 0.5, 2, 0}}));
+    EXPECT_EQ(Feed(curve, s), (Outputs{{1002.5, 0.0, 0.0f, 4u}, {1005, 0.5, 3.0f, 4u}, {1008, 0.5, 3.0f, 9u},
+                                       {1011, 0.5, 0.0f, 9u}, {1012.5, 0.5, 0.0f, 0u}, {1014, 0.5, 2.0f, 0u}}));
 }
 
 TEST(InterleaveCurve, SamplesBeyondTheAnnouncedOnesAndTheCapacity) {

@@ -82,15 +82,6 @@ protected:
         middle_ = info_.path(info_.table()[1]);
     }
 
-    // Replacement bytes for the middle member: ten records timed later.
-    Bytes Replacement() const {
-        rec::RecordingPlan other = plan_;
-        other.members.resize(1);
-        other.members[0].records = 10;
-        other.startTime += 1.0e6;
-        return rec::buildRecording(other).contents[0];
-    }
-
     rec::RecordingPlan plan_;
     rec::Recording recording_;
     rec::RecordingInfo info_;
@@ -102,7 +93,9 @@ TEST_F(ChangingFilesTest, MembersChangedBeforeOrWhileTheScanReadsThem) {
     const rec::MemberInfo m = info_.table()[1];
     const Bytes &original = recording_.contents[1];
     const int64_t count = m.records;
-    const Bytes replacement = Replacement();
+    rec::RecordingPlan other = plan_;  // the replacement: ten records timed later
+    other.members.resize(1), other.members[0].records = 10, other.startTime += 1.0e6;
+    const Bytes replacement = rec::buildRecording(other).contents[0];
     auto cut = [&](int64_t records, int64_t extra) {
         return [&, records, extra] {
             ASSERT_EQ(truncate(middle_.c_str(), m.headerLength + records * m.recordLength + extra), 0);
