@@ -1,5 +1,6 @@
 // The six harmonic trend readers end to end against the model of
-// tests/support. Reader_FFT_XT1 forms powers from angles, takes a point's
+// tests/support, and every code of all ten harmonic readers (the histogram
+// and table suites keep what is their own). Reader_FFT_XT1 forms powers from angles, takes a point's
 // time from its phase-0 minimum, drops an incomplete last group and returns
 // the last index; _XT2 reads stored powers, refuses them without power block,
 // takes a group's last time, delivers the incomplete group and returns the
@@ -25,40 +26,70 @@ using namespace testing;
 
 class FftXtTest : public ReaderTest {};
 
-// Every code with both value sets (and Join, which only the readers that
-// form powers from angles heed), over two files. Trend readers: 50 records
-// in 16 points, groups of 4 (XT3: bins of 8, reported as 4); H 50 makes the
-// distortion codes sum on into the next phase and, after the last phase,
-// into the head after the array. Spectra: 250 records in groups of 3 (ALL3:
-// bins of 6, reported as 3).
-TEST_F(FftXtTest, EveryCodeOfEveryReaderBothValueSetsAndJoin) {
-    struct Case {
-        std::vector<Export> readers;
-        int harmonics, records, lastCode, factor;
-        std::vector<int> results;  // by reader
-    };
-    const Case cases[] = {{{Export::FFT_XT1, Export::FFT_XT2}, 20, 25, 13, 4, {11, 13}},
-                          {{Export::FFT_XT3}, 50, 25, 17, 4, {14}},
-                          {{Export::FFT_ALL_XT1, Export::FFT_ALL_XT2, Export::FFT_ALL_XT3}, 12, 125, 10, 3, {82, 84, 84}}};
-    for (const Case &k : cases) {
-        rec::RecordingPlan plan = EdgePlan(6, k.harmonics, true, {k.records, k.records});
-        plan.stem = "h" + std::to_string(k.harmonics);
+// The code, value set and status a call ends with. Table1 also exchanges 1
+// and 2 for 9 and 10; without power block the readers that form powers from
+// angles keep a power code and read nothing for it, the others read the
+// first scalar or voltage instead.
+bool SpectrumCodes(const Call &call) { return call.Spectrum() || call.reader >= Export::FFT_Table1; }
+int LastCode(const Call &call) { return SpectrumCodes(call) ? 10 : call.reader == Export::FFT_XT3 ? 17 : 13; }
+
+Corrected CorrectedFor(const Call &call, bool powerBlock, bool &read) {
+    const bool spectrum = SpectrumCodes(call);
+    const int q = call.quantity;
+    Corrected k = Correct(spectrum ? kSpectrumWithMinMaxZero : kTrendWithMinMaxZero, LastCode(call), q, call.minMax);
+    if (call.reader == Export::FFT_Table1 && call.minMax == 0 && (q == 1 || q == 2)) {
+        k = {q + 8, 0, TROVA_READER_BAD_MINMAX};
+    }
+    const bool power = spectrum ? k.code >= 3 && k.code <= 8 : k.code >= 8 && k.code <= 13;
+    const bool angles = call.reader == Export::FFT_XT1 || call.reader == Export::FFT_HIST1 ||
+                        call.reader == Export::FFT_Table1;
+    read = powerBlock || !power || !angles;
+    if (powerBlock || !power || angles) return k;
+    return {1, call.minMax == 0 ? 1 : 0, TROVA_READER_NO_POWER_BLOCK};
+}
+
+// Every code of the ten harmonic readers with both value sets, Join (which
+// only the readers that form powers from angles heed) and with and without
+// power block, over two files of 60 records: series of 16 points (XT3: bins
+// of 120 samples), spectra and histograms and tables of all 120. H 50 makes
+// the distortion codes sum on into the next phase and, after the last phase,
+// into the head after the array; a zero reactive power at the tables'
+// reference position in every third record leaves Table2's percentages
+// unscaled.
+TEST_F(FftXtTest, EveryCodeOfEveryHarmonicReaderWithAndWithoutPowerBlock) {
+    for (bool block : {true, false}) {
+        rec::RecordingPlan plan = EdgePlan(6, 50, block, {60, 60});
+        const rec::HarmonicValueFn edge = plan.harmonicValues;
+        plan.harmonicValues = [edge](int r, rec::HarmonicField f, int set, int p, int k) {
+            return f == rec::HarmonicField::Power && set == 1 && k == 3 && r % 3 == 0 ? 0.0f : edge(r, f, set, p, k);
+        };
         const rec::RecordingInfo info = Write(plan);
-        const auto records = ModelRecords(info, 0, 2 * k.records - 1, plan.flags);
-        for (size_t i = 0; i < k.readers.size(); ++i) {
-            for (int quantity = 0; quantity <= k.lastCode + 1; ++quantity) {
-                for (int minMax : {1, 0}) {
-                    for (int join : {0, 1}) {
-                        Call call{k.readers[i], quantity, minMax};
-                        call.join = join;
-                        call.firstHarmonic = call.reader == Export::FFT_ALL_XT1 ? 4 : 1;
-                        call.shape.harmonics = k.harmonics;
-                        SCOPED_TRACE(call.Name());
-                        const Corrected c = Correct(call.Spectrum() ? kSpectrumWithMinMaxZero : kTrendWithMinMaxZero,
-                                                    k.lastCode, quantity, minMax);
-                        const int group = call.Curves() ? 2 * k.records : k.factor;
-                        const Call want = Check(call, PathOf(info, 1), plan, records, {c, k.factor, group, k.harmonics});
-                        EXPECT_EQ(want.out.result, k.results[i]);
+        const std::vector<ModelRecord> all = ModelRecords(info, 0, 119, plan.flags), none;
+        for (int e = int(Export::FFT_XT1); e <= int(Export::FFT_Table2); ++e) {
+            Call call{Export(e)};
+            const bool hist = call.reader == Export::FFT_HIST1 || call.reader == Export::FFT_HIST2;
+            const bool table = call.reader >= Export::FFT_Table1;
+            call.flagged = 1, call.shape.harmonics = 50, call.percentil = 0.8f;
+            call.firstHarmonic = hist ? 2 : table ? 3 : call.reader == Export::FFT_ALL_XT1 ? 4 : 1;
+            call.harmonic = hist ? 5 : 3;
+            const int factor = (120 + int(call.Stride()) - 1) / int(call.Stride());
+            for (call.quantity = 0; call.quantity <= LastCode(call) + 1; ++call.quantity) {
+                for (call.minMax = 1; call.minMax >= 0; --call.minMax) {
+                    for (call.join = 0; call.join <= 1; ++call.join) {
+                        SCOPED_TRACE(call.Name() + (block ? " power block" : " no power block"));
+                        bool read = true;
+                        const Corrected c = CorrectedFor(call, block, read);
+                        Check(call, PathOf(info, 1), [&](Call &want) {
+                            const ValueFn value = HarmonicValue(call, plan, c);
+                            const int slots = c.code == 1 && !call.Spectrum() && !table ? 1 : 3;
+                            const ValueFn ab = [&](const ModelRecord &r, int p, int which) {
+                                return plan.harmonicValues(r.index, rec::HarmonicField::PhaseValue, c.m, p, which);
+                            };
+                            if (hist) return PredictHistogram(want, all, all, value, {c.status, slots, 3, 3, read});
+                            if (table) return PredictTable(want, all, all, value, ab, 50, read, c.status, 50);
+                            PredictSeries(want, read ? all : none, value,
+                                          {c.status, factor, call.Curves() ? 120 : factor, 50, slots});
+                        });
                     }
                 }
             }

@@ -22,15 +22,6 @@ Call Hist(int reader, int quantity, int minMax = 1) {
     return call;
 }
 
-// The code, value set and status a call ends with (codes past 13 read the
-// scalar of value set 0; HIST2 reads it for power codes without power block).
-Corrected CorrectedFor(const Call &c, bool powerBlock) {
-    if (c.quantity > 13) return {1, 0, TROVA_READER_BAD_QUANTITY};
-    const Corrected k = c.minMax != 0 ? Corrected{c.quantity, 0, 0} : kTrendWithMinMaxZero[c.quantity];
-    if (powerBlock || c.reader == Export::FFT_HIST1 || k.code < 8) return k;
-    return {1, c.minMax == 0 ? 1 : 0, TROVA_READER_NO_POWER_BLOCK};
-}
-
 class ReaderFftHistTest : public ReaderTest {
 protected:
     void Record(const std::string &stem, const std::vector<int> &files, int channelCode = 6, bool powerBlock = true) {
@@ -64,22 +55,6 @@ protected:
     rec::RecordingPlan plan_;
     rec::RecordingInfo info_;
 };
-
-TEST_F(ReaderFftHistTest, EveryCodeOfBothReadersWithAndWithoutPowerBlock) {
-    for (bool block : {true, false}) {
-        Record(block ? "block" : "plain", {30, 30, 30}, 6, block);
-        for (int reader : {1, 2})
-            for (int code = 0; code <= 14; ++code)
-                for (int minMax : {1, 0})
-                    for (int join = 0; join <= (code >= 8 && code <= 13); ++join) {
-                        Call c = Hist(reader, code, minMax);
-                        c.join = join, c.harmonic = 5, c.firstHarmonic = 2;
-                        SCOPED_TRACE(c.Name());
-                        const Corrected q = CorrectedFor(c, block);
-                        Expect(c, 1, q, 0, 90, -1, block || reader == 2 || q.code < 8);
-                    }
-    }
-}
 
 TEST_F(ReaderFftHistTest, PhasesWindowAndFlaggedRecords) {
     struct Case { int channelCode, reader, flagged, first, last; bool window; };

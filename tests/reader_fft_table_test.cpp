@@ -21,18 +21,6 @@ Call Table(int reader, int quantity, int minMax = 1) {
     return call;
 }
 
-// The code, value set and status a call ends with: Table1 also exchanges 1
-// and 2 for 9 and 10; Table2 reads voltages for power codes without power block.
-Corrected CorrectedFor(const Call &c, bool powerBlock) {
-    const int code = c.quantity;
-    if (code > 10) return {1, 0, TROVA_READER_BAD_QUANTITY};
-    Corrected k = c.minMax != 0 ? Corrected{code, 0, 0} : kSpectrumWithMinMaxZero[code];
-    const bool first = c.reader == Export::FFT_Table1;
-    if (first && c.minMax == 0 && (code == 1 || code == 2)) k = {code + 8, 0, TROVA_READER_BAD_MINMAX};
-    if (first || powerBlock || k.code < 3 || k.code > 8) return k;
-    return {1, c.minMax == 0 ? 1 : 0, TROVA_READER_NO_POWER_BLOCK};
-}
-
 class ReaderFftTableTest : public ReaderTest {
 protected:
     // Files with these record counts and harmonic counts (the last one for the rest).
@@ -67,27 +55,6 @@ protected:
     rec::RecordingPlan plan_;
     rec::RecordingInfo info_;
 };
-
-TEST_F(ReaderFftTableTest, EveryCodeOfBothReadersWithAndWithoutPowerBlock) {
-    // Reactive power 0 at the reference position in every third record:
-    // Table2 leaves the percentages of those records unscaled.
-    const rec::HarmonicValueFn base = values_;
-    values_ = [base](int r, rec::HarmonicField f, int set, int p, int k) {
-        return f == rec::HarmonicField::Power && set == 1 && k == 3 && r % 3 == 0 ? 0.0f : base(r, f, set, p, k);
-    };
-    for (bool block : {true, false}) {
-        Record(block ? "block" : "plain", {15, 15}, {10}, block);
-        for (int reader : {1, 2})
-            for (int code = 0; code <= 11; ++code)
-                for (int minMax : {1, 0})
-                    for (int join = 0; join <= (reader == 1 && code >= 3 && code <= 8); ++join) {
-                        Call c = Table(reader, code, minMax);
-                        c.join = join, c.firstHarmonic = 3, c.percentil = 0.8f;
-                        SCOPED_TRACE(c.Name());
-                        Expect(c, 1, CorrectedFor(c, block), 10, 0, 30, -1, block);
-                    }
-    }
-}
 
 TEST_F(ReaderFftTableTest, RecordsFlagsWindowAndPositionsThatEnterTheCells) {
     // Cells for the first file's 8 positions; later files give at most those.
