@@ -50,46 +50,51 @@ Corrected CorrectedFor(const Call &call, bool powerBlock, bool &read) {
 
 // Every code of the ten harmonic readers with both value sets, Join (which
 // only the readers that form powers from angles heed) and with and without
-// power block, over two files of 60 records: series of 16 points (XT3: bins
-// of 120 samples), spectra and histograms and tables of all 120. H 50 makes
-// the distortion codes sum on into the next phase and, after the last phase,
-// into the head after the array; a zero reactive power at the tables'
-// reference position in every third record leaves Table2's percentages
-// unscaled.
+// power block, over two files of 60 and 61 records: series of 16 points in
+// groups of 8 (XT3: bins of 121 samples), spectra in groups of 2 (the last
+// group short for both), histograms and tables of all 121. For the trend
+// codes H 50 makes the distortion codes sum on into the next phase and,
+// after the last phase, into the head after the array; spectra and tables
+// have 12 positions, and a zero reactive power at the tables' reference
+// position in every third record leaves Table2's percentages unscaled.
 TEST_F(FftXtTest, EveryCodeOfEveryHarmonicReaderWithAndWithoutPowerBlock) {
     for (bool block : {true, false}) {
-        rec::RecordingPlan plan = EdgePlan(6, 50, block, {60, 60});
-        const rec::HarmonicValueFn edge = plan.harmonicValues;
-        plan.harmonicValues = [edge](int r, rec::HarmonicField f, int set, int p, int k) {
-            return f == rec::HarmonicField::Power && set == 1 && k == 3 && r % 3 == 0 ? 0.0f : edge(r, f, set, p, k);
-        };
-        const rec::RecordingInfo info = Write(plan);
-        const std::vector<ModelRecord> all = ModelRecords(info, 0, 119, plan.flags), none;
-        for (int e = int(Export::FFT_XT1); e <= int(Export::FFT_Table2); ++e) {
-            Call call{Export(e)};
-            const bool hist = call.reader == Export::FFT_HIST1 || call.reader == Export::FFT_HIST2;
-            const bool table = call.reader >= Export::FFT_Table1;
-            call.flagged = 1, call.shape.harmonics = 50, call.percentil = 0.8f;
-            call.firstHarmonic = hist ? 2 : table ? 3 : call.reader == Export::FFT_ALL_XT1 ? 4 : 1;
-            call.harmonic = hist ? 5 : 3;
-            const int factor = (120 + int(call.Stride()) - 1) / int(call.Stride());
-            for (call.quantity = 0; call.quantity <= LastCode(call) + 1; ++call.quantity) {
-                for (call.minMax = 1; call.minMax >= 0; --call.minMax) {
-                    for (call.join = 0; call.join <= 1; ++call.join) {
-                        SCOPED_TRACE(call.Name() + (block ? " power block" : " no power block"));
-                        bool read = true;
-                        const Corrected c = CorrectedFor(call, block, read);
-                        Check(call, PathOf(info, 1), [&](Call &want) {
-                            const ValueFn value = HarmonicValue(call, plan, c);
-                            const int slots = c.code == 1 && !call.Spectrum() && !table ? 1 : 3;
-                            const ValueFn ab = [&](const ModelRecord &r, int p, int which) {
-                                return plan.harmonicValues(r.index, rec::HarmonicField::PhaseValue, c.m, p, which);
-                            };
-                            if (hist) return PredictHistogram(want, all, all, value, {c.status, slots, 3, 3, read});
-                            if (table) return PredictTable(want, all, all, value, ab, 50, read, c.status, 50);
-                            PredictSeries(want, read ? all : none, value,
-                                          {c.status, factor, call.Curves() ? 120 : factor, 50, slots});
-                        });
+        for (int harmonics : {50, 12}) {  // spectra and tables: 12 positions
+            rec::RecordingPlan plan = EdgePlan(6, harmonics, block, {60, 61});
+            plan.stem += std::to_string(harmonics);
+            const rec::HarmonicValueFn edge = plan.harmonicValues;
+            plan.harmonicValues = [edge](int r, rec::HarmonicField f, int set, int p, int k) {
+                return f == rec::HarmonicField::Power && set == 1 && k == 3 && r % 3 == 0 ? 0.0f : edge(r, f, set, p, k);
+            };
+            const rec::RecordingInfo info = Write(plan);
+            const std::vector<ModelRecord> all = ModelRecords(info, 0, 120, plan.flags), none;
+            for (int e = int(Export::FFT_XT1); e <= int(Export::FFT_Table2); ++e) {
+                Call call{Export(e)};
+                if (SpectrumCodes(call) != (harmonics == 12)) continue;
+                const bool hist = call.reader == Export::FFT_HIST1 || call.reader == Export::FFT_HIST2;
+                const bool table = call.reader >= Export::FFT_Table1;
+                call.flagged = 1, call.shape.harmonics = harmonics, call.percentil = 0.8f;
+                call.firstHarmonic = hist ? 2 : table ? 3 : call.reader == Export::FFT_ALL_XT1 ? 4 : 1;
+                call.harmonic = hist ? 5 : 3;
+                const int factor = (121 + int(call.Stride()) - 1) / int(call.Stride());
+                for (call.quantity = 0; call.quantity <= LastCode(call) + 1; ++call.quantity) {
+                    for (call.minMax = 1; call.minMax >= 0; --call.minMax) {
+                        for (call.join = 0; call.join <= 1; ++call.join) {
+                            SCOPED_TRACE(call.Name() + (block ? " power block" : " no power block"));
+                            bool read = true;
+                            const Corrected c = CorrectedFor(call, block, read);
+                            Check(call, PathOf(info, 1), [&](Call &want) {
+                                const ValueFn value = HarmonicValue(call, plan, c);
+                                const int slots = c.code == 1 && !call.Spectrum() && !table ? 1 : 3;
+                                const ValueFn ab = [&](const ModelRecord &r, int p, int which) {
+                                    return plan.harmonicValues(r.index, rec::HarmonicField::PhaseValue, c.m, p, which);
+                                };
+                                if (hist) return PredictHistogram(want, all, all, value, {c.status, slots, 3, 3, read});
+                                if (table) return PredictTable(want, all, all, value, ab, 12, read, c.status, 12);
+                                PredictSeries(want, read ? all : none, value,
+                                              {c.status, factor, call.Curves() ? 121 : factor, harmonics, slots});
+                            });
+                        }
                     }
                 }
             }
