@@ -24,8 +24,8 @@ Call Hist(int reader, int quantity, int minMax = 1) {
 
 class ReaderFftHistTest : public ReaderTest {
 protected:
-    void Record(const std::string &stem, const std::vector<int> &files, int channelCode = 6, bool powerBlock = true) {
-        plan_ = HarmonicPlan(channelCode, 12, powerBlock, files, 0, 5, 0);
+    void Record(const std::string &stem, const std::vector<int> &files, int channelCode = 6) {
+        plan_ = HarmonicPlan(channelCode, 12, true, files, 0, 5, 0);
         plan_.stem = stem, plan_.harmonicValues = values_, plan_.flags = flags_;
         info_ = Write(plan_);
     }

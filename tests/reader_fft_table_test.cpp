@@ -24,9 +24,8 @@ Call Table(int reader, int quantity, int minMax = 1) {
 class ReaderFftTableTest : public ReaderTest {
 protected:
     // Files with these record counts and harmonic counts (the last one for the rest).
-    void Record(const std::string &stem, const std::vector<int> &files, const std::vector<int> &h = {10},
-                bool powerBlock = true) {
-        plan_ = HarmonicPlan(6, h.back(), powerBlock, files, 0, 4, 0);
+    void Record(const std::string &stem, const std::vector<int> &files, const std::vector<int> &h = {10}) {
+        plan_ = HarmonicPlan(6, h.back(), true, files, 0, 4, 0);
         plan_.stem = stem, plan_.harmonicValues = values_, plan_.flags = flags_;
         SetHarmonicCounts(plan_, h);
         info_ = Write(plan_);
@@ -34,9 +33,8 @@ protected:
 
     // Runs `c` on file `file` and expects every cell of code q at positions
     // below `positions` over records [first, last), counted up to `counted`
-    // (a cancel in pass 2); Table1 finds no angles without power block.
-    void Expect(const Call &c, size_t file, Corrected q, int positions, int first, int last, int counted = -1,
-                bool block = true) {
+    // (a cancel in pass 2).
+    void Expect(const Call &c, size_t file, Corrected q, int positions, int first, int last, int counted = -1) {
         const rec::HarmonicValueFn v = values_;
         const ValueFn ab = [v, q](const ModelRecord &r, int p, int which) {
             return v(r.index, rec::HarmonicField::PhaseValue, q.m, p, which);
@@ -44,9 +42,7 @@ protected:
         Check(c, PathOf(info_, file), [&](Call &want) {
             PredictTable(want, ModelRecords(info_, first, last - 1, flags_),
                          ModelRecords(info_, first, (counted < 0 ? last : counted) - 1, flags_),
-                         HarmonicValue(c, plan_, q), ab, positions,
-                         c.reader == Export::FFT_Table2 || block || q.code < 3 || q.code > 8, q.status,
-                         info_.table()[0].harmonics);
+                         HarmonicValue(c, plan_, q), ab, positions, true, q.status, info_.table()[0].harmonics);
         });
     }
 
