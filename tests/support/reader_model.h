@@ -113,7 +113,6 @@ struct Call : calls::Args {
     trova_long Int(const std::string &name) const { return trova_long(out.Int(name)); }
     trova_long Status() const { return Int("Status"); }
     std::string Name() const;
-    Call Blank() const;  // the same arguments, outputs as before the call
     Call &Run(const std::string &path);
 
     template <class T>
@@ -165,7 +164,6 @@ void PredictTable(Call &want, const std::vector<ModelRecord> &seen, const std::v
                   const ValueFn &harmonics, const ValueFn &ab, int positions, bool harmonicsRead, int status,
                   trova_long harmCount);
 
-void ExpectSame(const Call &got, const Call &want);
 // Runs `call` on `path`, predicts with `predict` on a blank copy, expects
 // the same outputs; returns the prediction.
 Call Check(const Call &call, const std::string &path, const std::function<void(Call &)> &predict);
