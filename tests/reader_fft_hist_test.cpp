@@ -16,11 +16,7 @@ namespace {
 
 using namespace testing;
 
-Call Hist(int reader, int quantity, int minMax = 1) {
-    Call call{reader == 1 ? Export::FFT_HIST1 : Export::FFT_HIST2, quantity, minMax};
-    call.flagged = 1;
-    return call;
-}
+Call Hist(int reader, int quantity, int minMax = 1) { return Twin(Export::FFT_HIST1, reader, quantity, minMax); }
 
 class ReaderFftHistTest : public ReaderTest {
 protected:

@@ -15,11 +15,7 @@ namespace {
 
 using namespace testing;
 
-Call Table(int reader, int quantity, int minMax = 1) {
-    Call call{reader == 1 ? Export::FFT_Table1 : Export::FFT_Table2, quantity, minMax};
-    call.flagged = 1;
-    return call;
-}
+Call Table(int reader, int quantity, int minMax = 1) { return Twin(Export::FFT_Table1, reader, quantity, minMax); }
 
 class ReaderFftTableTest : public ReaderTest {
 protected:

@@ -124,6 +124,13 @@ struct Call : calls::Args {
     }
 };
 
+// Export `first` (twin 1) or the one after it (twin 2), flagged records binned.
+inline Call Twin(Export first, int twin, int quantity, int minMax = 1) {
+    Call call{Export(int(first) + twin - 1), quantity, minMax};
+    call.flagged = 1;
+    return call;
+}
+
 // ---- predictions --------------------------------------------------------------------
 
 // A record's value for slot s (a channel or phase) at position j.
