@@ -108,21 +108,6 @@ TEST_F(FftXtTest, EveryCodeOfEveryHarmonicReaderWithAndWithoutPowerBlock) {
     }
 }
 
-// The window's rules are the shared scan's (FileTableTest); one case per
-// reader: records 7 to the stop record 25 of three files in groups of 5,
-// the last group short.
-TEST_F(FftXtTest, WindowReadsTheStopRecord) {
-    const rec::RecordingPlan plan = EdgePlan(6, 8, true, {10, 10, 10});
-    const rec::RecordingInfo info = Write(plan);
-    for (Export reader : {Export::FFT_XT1, Export::FFT_XT2}) {
-        Call call{reader};
-        call.points = 4;
-        call.tStart = info.table()[0].firstTime + 7.0, call.tStop = info.table()[2].firstTime + 5.0;
-        SCOPED_TRACE(call.Name());
-        Check(call, PathOf(info, 2), plan, ModelRecords(info, 7, 25, plan.flags), {{2, 0, 0}, 5, 5});
-    }
-}
-
 // Position H of phase p is read where it lies: position 0 of phase p + 1,
 // after the last phase the array's head. A position or reference beyond
 // the record, or a field reaching past its end, leaves the file's records
@@ -207,8 +192,10 @@ TEST_F(HarmonicTrendReadersTest, CorrectCodesAndCountPhases) {
 }
 
 // Each file is read with its own H (spectra: at most the first file's); a
-// file whose H does not fit its records is left out.
-TEST_F(HarmonicTrendReadersTest, TakeEachFilesHarmonicCount) {
+// file whose H does not fit its records is left out. The window, record 3
+// to the stop record 20 (read), is each reader's window case; its rules are
+// the shared scan's (FileTableTest).
+TEST_F(HarmonicTrendReadersTest, TakeEachFilesHarmonicCountInAWindow) {
     rec::RecordingPlan plan = EdgePlan(6, 10, true, {6, 6, 6, 6});
     SetHarmonicCounts(plan, {10, 6, 14, 8});
     rec::Recording recording = rec::buildRecording(plan);
@@ -217,7 +204,7 @@ TEST_F(HarmonicTrendReadersTest, TakeEachFilesHarmonicCount) {
         if (claim != 0) ClaimHarmonicCount(recording, 0, claim);
         WriteBuilt(recording, dir_.path());
         ForgetFileTable();
-        auto records = ModelRecords(recording.info, claim != 0 ? 6 : 0, 23, plan.flags);
+        auto records = ModelRecords(recording.info, claim != 0 ? 6 : 3, 20, plan.flags);
         for (ModelRecord &r : records) r.positions = std::min(r.positions, claim != 0 ? claim : 10);
         for (Export reader : kAll) {
             Call call{reader, reader >= Export::FFT_ALL_XT1 ? 9 : 11};
@@ -225,9 +212,10 @@ TEST_F(HarmonicTrendReadersTest, TakeEachFilesHarmonicCount) {
             call.firstHarmonic = 2;
             call.points = 24;
             call.shape.harmonics = 14;
+            call.tStart = recording.info.files[0].firstTime + 3.0, call.tStop = recording.info.files[3].firstTime + 2.0;
             SCOPED_TRACE(call.Name() + " claim " + std::to_string(claim));
             Check(call, path, plan, records,
-                  Fitting(call, {call.quantity, 0, 0}, 24, claim != 0 ? claim : 10));
+                  Fitting(call, {call.quantity, 0, 0}, 18, claim != 0 ? claim : 10));
         }
     }
 }
