@@ -57,8 +57,8 @@ def recordings(tmp_path_factory):
         # eight files of 50 000 one-value records, for cancelling
         "long": write(root / "long", "trend", files=",".join(["50000"] * 8), channels=1,
                       scalars=1, per_channel=1, blocks=1),
-        # a ramp without power block, one phase
-        "ramp": write(root / "ramp", "harmonic", files="50,50", harmonics=8, step=1, power=0,
+        # a ramp without power block, one phase; 300 records give spectra groups of three
+        "ramp": write(root / "ramp", "harmonic", files="150,150", harmonics=8, step=1, power=0,
                       channel_code=2, start=START, interval=INTERVAL),
     }
 

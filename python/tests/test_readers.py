@@ -71,11 +71,9 @@ def test_harmonic_readers_pass_their_arguments(recordings, call, got, expected, 
     np.testing.assert_array_equal(got(result), np.broadcast_to(expected, shape))
 
 
-def test_spectrum_statistics_of_a_ramp(tmp_path):
+def test_spectrum_statistics_of_a_ramp(recordings):
     # 300 records in 100 points: the least, mean and largest of each three.
-    from conftest import write
-    first = write(tmp_path, "harmonic", files="150,150", harmonics=4, step=1, channel_code=2)["first"]
-    statistics = trova.spectrum_trend(first, quantity=1).statistics
+    statistics = trova.spectrum_trend(recordings["ramp"]["first"], quantity=1).statistics
     groups = 3 * np.arange(100)
     for offset, name in enumerate(("min", "mean", "max")):
         np.testing.assert_array_equal(statistics[name][0, 2], harmonic_value(groups + offset, 2, 0, 0, 2, step=1.0))
@@ -83,7 +81,7 @@ def test_spectrum_statistics_of_a_ramp(tmp_path):
 
 def test_harmonic_table_passes_the_percentile(recordings):
     result = trova.harmonic_table(recordings["ramp"]["first"], quantity=2, percentile=0.1)
-    values = harmonic_value(np.arange(100), 3, 0, 0, 4, step=1.0)
+    values = harmonic_value(np.arange(300), 3, 0, 0, 4, step=1.0)
     assert result.table.shape == (1, 8)
     assert abs(result.table[0, 4] - np.quantile(values, 0.1)) <= 2 * np.ptp(values) / 100
 
