@@ -14,7 +14,6 @@
 
 namespace trova::testing {
 
-
 ScratchDir::ScratchDir() {
     char pattern[] = "/tmp/trova-test-XXXXXX";
     const char *made = mkdtemp(pattern);
@@ -32,23 +31,6 @@ std::string ReadFileText(const std::string &path) {
     std::stringstream text;
     text << in.rdbuf();
     return text.str();
-}
-
-std::vector<std::string> SplitCrLfLines(const std::string &text) {
-    std::vector<std::string> lines;
-    size_t start = 0;
-    while (start < text.size()) {
-        const size_t end = text.find("\r\n", start);
-        if (end == std::string::npos) {
-            ADD_FAILURE() << "log text does not end with CR LF: " << text.substr(start);
-            break;
-        }
-        const std::string line = text.substr(start, end - start);
-        EXPECT_EQ(line.find('\n'), std::string::npos) << "bare line feed in: " << line;
-        lines.push_back(line);
-        start = end + 2;
-    }
-    return lines;
 }
 
 void ReaderTest::SetUp() {
@@ -69,7 +51,17 @@ void ReaderTest::TearDown() {
 }
 
 std::vector<std::string> ReaderTest::LogLines() const {
-    return SplitCrLfLines(ReadFileText(dir_.file("TrovaDLL.LOG")));
+    const std::string text = ReadFileText(dir_.file("TrovaDLL.LOG"));
+    std::vector<std::string> lines;
+    for (size_t start = 0, end; start < text.size(); start = end + 2) {
+        if ((end = text.find("\r\n", start)) == std::string::npos) {
+            ADD_FAILURE() << "log text does not end with CR LF: " << text.substr(start);
+            break;
+        }
+        lines.push_back(text.substr(start, end - start));
+        EXPECT_EQ(lines.back().find('\n'), std::string::npos) << "bare line feed in: " << lines.back();
+    }
+    return lines;
 }
 
 void ReaderTest::ClearLog() const { std::remove(dir_.file("TrovaDLL.LOG").c_str()); }

@@ -27,7 +27,6 @@ private:
 };
 
 std::string ReadFileText(const std::string &path);
-std::vector<std::string> SplitCrLfLines(const std::string &text);
 
 // Every reader test: its own directory, the log there, no pause, progress
 // recorded, no cancel hook left behind.
