@@ -210,12 +210,14 @@ TEST_F(HarmonicTrendReadersTest, TakeEachFilesHarmonicCountInAWindow) {
             Call call{reader, reader >= Export::FFT_ALL_XT1 ? 9 : 11};
             call.harmonic = 5;
             call.firstHarmonic = 2;
-            call.points = 24;
+            const bool grouped = reader <= Export::FFT_XT2;  // in fives, the window's last group short
+            call.points = grouped ? 4 : 24;
             call.shape.harmonics = 14;
             call.tStart = recording.info.files[0].firstTime + 3.0, call.tStop = recording.info.files[3].firstTime + 2.0;
             SCOPED_TRACE(call.Name() + " claim " + std::to_string(claim));
-            Check(call, path, plan, records,
-                  Fitting(call, {call.quantity, 0, 0}, 18, claim != 0 ? claim : 10));
+            Expect e = Fitting(call, {call.quantity, 0, 0}, 18, claim != 0 ? claim : 10);
+            if (grouped) e.factor = e.group = 5;
+            Check(call, path, plan, records, e);
         }
     }
 }
