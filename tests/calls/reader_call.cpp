@@ -10,6 +10,8 @@
 #include <type_traits>
 #include <utility>
 
+#include <nlohmann/json.hpp>
+
 namespace trova::calls {
 
 // ---- exports -----------------------------------------------------------------
@@ -346,51 +348,30 @@ std::vector<uint8_t> Outcome::Bytes(const std::string &except) const {
     return all;
 }
 
-// A file: "TROVAX01", the block count, then per block its name's length,
-// name, type, byte count and bytes; counts as 64-bit little-endian words.
-namespace {
-constexpr char kMagic[] = "TROVAX01";
-void Put(std::vector<uint8_t> &out, uint64_t v) {
-    for (int i = 0; i < 8; ++i) out.push_back(static_cast<uint8_t>(v >> (8 * i)));
-}
-bool Get(const std::vector<uint8_t> &in, size_t &at, uint64_t &v, size_t following = 0) {
-    if (in.size() - at < 8) return false;
-    v = 0;
-    for (int i = 0; i < 8; ++i) v |= uint64_t{in[at + i]} << (8 * i);
-    return (at += 8), in.size() - at >= v + following;
-}
-}  // namespace
-
+// A file: a CBOR array of [name, type, bytes] per block, the bytes a byte string.
 std::vector<uint8_t> Outcome::Serialise() const {
-    std::vector<uint8_t> out(kMagic, kMagic + 8);
-    Put(out, blocks.size());
-    for (const Block &b : blocks) {
-        Put(out, b.name.size());
-        out.insert(out.end(), b.name.begin(), b.name.end());
-        out.push_back(static_cast<uint8_t>(b.type));
-        Put(out, b.bytes.size());
-        out.insert(out.end(), b.bytes.begin(), b.bytes.end());
-    }
-    return out;
+    nlohmann::json file = nlohmann::json::array();
+    for (const Block &b : blocks) file.push_back({b.name, std::string(1, b.type), nlohmann::json::binary(b.bytes)});
+    return nlohmann::json::to_cbor(file);
 }
 
 bool Outcome::Parse(const std::vector<uint8_t> &in, Outcome &out) {
     out.blocks.clear();
-    size_t at = 8;
-    uint64_t count = 0, size = 0;
-    if (in.size() < 8 || std::memcmp(in.data(), kMagic, 8) != 0 || !Get(in, at, count)) return false;
-    for (uint64_t i = 0; i < count; ++i) {
-        Block b;
-        if (!Get(in, at, size, 1)) return false;
-        b.name.assign(in.begin() + long(at), in.begin() + long(at + size));
-        b.type = static_cast<char>(in[at + size]);
-        at += size + 1;
-        if (!Get(in, at, size)) return false;
-        b.bytes.assign(in.begin() + long(at), in.begin() + long(at + size));
-        at += size;
-        out.blocks.push_back(std::move(b));
+    nlohmann::json file;
+    try {  // discarded when not CBOR; a length beyond any array's size throws even so
+        file = nlohmann::json::from_cbor(in, true, false);
+    } catch (const nlohmann::json::exception &) {
+        return false;
     }
-    return at == in.size();
+    if (!file.is_array()) return false;
+    for (const nlohmann::json &b : file) {
+        if (!b.is_array() || b.size() != 3 || !b[0].is_string() || !b[1].is_string() || !b[2].is_binary() ||
+            b[1].get_ref<const std::string &>().size() != 1) {
+            return false;
+        }
+        out.blocks.push_back({b[0].get<std::string>(), b[1].get<std::string>()[0], b[2].get_binary()});
+    }
+    return true;
 }
 
 namespace {
