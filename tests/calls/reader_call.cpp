@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iomanip>
 #include <sstream>
 #include <tuple>
 #include <type_traits>
@@ -84,18 +85,22 @@ std::vector<std::string> BindReaders(const Lookup &lookup, Readers &readers) {
 
 namespace {
 
-// Calls f(name, field) for every field of Args.
-template <class A, class F>
-void VisitArgs(A &a, F &&f) {
-    f("quantity", a.quantity), f("minMax", a.minMax), f("tStart", a.tStart), f("tStop", a.tStop);
-    f("extRef", a.extRef), f("points", a.points), f("harmonic", a.harmonic);
-    f("firstHarmonic", a.firstHarmonic), f("join", a.join), f("hMinMax", a.hMinMax);
-    f("hMin", a.hMin), f("hMax", a.hMax), f("flagged", a.flagged), f("percentil", a.percentil);
-    f("label", a.label), f("button", a.button);
+// Calls f(name, field of a...) for every field of Args.
+template <class F, class... A>
+void VisitArgs(F &&f, A &...a) {
+    f("quantity", a.quantity...), f("minMax", a.minMax...), f("tStart", a.tStart...), f("tStop", a.tStop...);
+    f("extRef", a.extRef...), f("points", a.points...), f("harmonic", a.harmonic...);
+    f("firstHarmonic", a.firstHarmonic...), f("join", a.join...), f("hMinMax", a.hMinMax...);
+    f("hMin", a.hMin...), f("hMax", a.hMax...), f("flagged", a.flagged...), f("percentil", a.percentil...);
+    f("label", a.label...), f("button", a.button...);
 }
 
 std::string Text(int v) { return std::to_string(v); }
-std::string Text(const std::string &v) { return "\"" + v + "\""; }
+std::string Text(const std::string &v) {
+    std::ostringstream text;
+    text << std::quoted(v);
+    return text.str();
+}
 std::string Text(double v) {
     char text[64];
     std::snprintf(text, sizeof text, "%a", v);
@@ -115,30 +120,21 @@ bool Read(const std::string &s, T &v) {
 
 std::string FormatArgs(const Args &args) {
     static const Args defaults;
-    std::vector<std::string> fallback;
-    VisitArgs(defaults, [&](const char *, const auto &v) { fallback.push_back(Text(v)); });
     std::string out;
-    size_t i = 0;
-    VisitArgs(args, [&](const char *key, const auto &v) {
-        if (Text(v) != fallback[i++]) out += (out.empty() ? "" : " ") + std::string(key) + "=" + Text(v);
-    });
+    VisitArgs([&](const char *key, const auto &v, const auto &d) {
+        if (Text(v) != Text(d)) out += (out.empty() ? "" : " ") + std::string(key) + "=" + Text(v);
+    }, args, defaults);
     return out;
 }
 
 bool ParseArgs(const std::string &text, Args &args, std::string &error) {
-    for (size_t at = text.find_first_not_of(' '); at != std::string::npos; at = text.find_first_not_of(' ', at)) {
-        const size_t equals = text.find('=', at);
-        if (equals == std::string::npos) return error = "\"" + text.substr(at) + "\" is not key=value", false;
-        const std::string key = text.substr(at, equals - at);
-        const bool quoted = text.compare(equals + 1, 1, "\"") == 0;
-        const size_t from = equals + 1 + quoted, end = text.find(quoted ? '"' : ' ', from);
-        if (quoted && end == std::string::npos) return error = key + ": no closing quote", false;
-        const std::string value = text.substr(from, end == std::string::npos ? std::string::npos : end - from);
-        at = end == std::string::npos ? text.size() : end + quoted;
+    std::istringstream in(text);
+    for (std::string key, value; std::getline(in >> std::ws, key, '=');) {
+        if (in.eof() || !(in >> std::quoted(value))) return error = "\"" + key + "\" is not key=value", false;
         bool known = false, ok = false;
-        VisitArgs(args, [&](const char *k, auto &field) {
+        VisitArgs([&](const char *k, auto &field) {
             if (key == k) known = true, ok = Read(value, field);
-        });
+        }, args);
         if (!ok) return error = known ? key + ": \"" + value + "\" is not a number" : "unknown argument " + key, false;
     }
     return true;
@@ -230,11 +226,11 @@ public:
         } else {
             T value{};
             bool known = false;
-            VisitArgs(args_, [&](const char *key, const auto &field) {
+            VisitArgs([&](const char *key, const auto &field) {
                 if constexpr (std::is_arithmetic_v<std::decay_t<decltype(field)>>) {
                     if (p.name == key) value = static_cast<T>(field), known = true;
                 }
-            });
+            }, args_);
             if (!known) Fail("no such argument", p);
             return value;
         }
