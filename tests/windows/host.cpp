@@ -85,18 +85,12 @@ bool LoadTrova() {
            SetWindowsHookExA(WH_CBT, CountDialogs, nullptr, GetCurrentThreadId()) != nullptr;
 }
 
-std::string ReadFileBytes(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 Side WindowsSide() {
-    return {gReaders, '\\', [] { DeleteFileA(kLogFile); }, [] { return ReadFileBytes(kLogFile); },
-            [] { return gDialogsCreated; }};
+    return {gReaders, '\\', kLogFile, [] { return gDialogsCreated; }};
 }
 
 bool LoadExpected(const Case &c, Outcome &expected) {
-    const std::string bytes = ReadFileBytes(ExpectedFile(c, '\\'));
+    const std::string bytes = ReadFile(ExpectedFile(c, '\\'));
     return Check(Outcome::Parse({bytes.begin(), bytes.end()}, expected), "%s: no expected outputs in %s",
                  c.name.c_str(), ExpectedFile(c, '\\').c_str());
 }
@@ -285,7 +279,7 @@ void Log() {
     c.path = FullPath("rec\\trend-ref\\meas.001.dat");
     const Outcome logged = RunCase(c, WindowsSide());
     Check(logged.Int("Status") == 0, "the call completes with status 0");
-    const std::string log = ReadFileBytes(kLogFile);
+    const std::string log = ReadFile(kLogFile);
     Check(log.find("\r\nPathFile  = " + c.path + "\r\n") != std::string::npos &&
               log.find("\r\nGetFileInformation (Init) = " + c.path + "\r\n") != std::string::npos,
           "the log names %s as given:\n%s", c.path.c_str(), log.c_str());
@@ -399,7 +393,7 @@ void ReenteredFromTimer() {
     Check(gReentered.Bytes("Status") == trova::calls::Untouched(Export::XT, gXtArgs, {}, 1).Bytes("Status"),
           "the re-entered call touches no output");
     Check(Same(outer, alone), "the running call ends as it does alone");
-    const std::string log = ReadFileBytes(kLogFile);
+    const std::string log = ReadFile(kLogFile);
     Check(log.find("Start Reader_XT") == log.rfind("Start Reader_XT"), "only the running call is logged");
 }
 
