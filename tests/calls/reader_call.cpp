@@ -5,10 +5,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iomanip>
 #include <sstream>
 #include <tuple>
 #include <type_traits>
 #include <utility>
+
+#include <nlohmann/json.hpp>
 
 namespace trova::calls {
 
@@ -82,18 +85,22 @@ std::vector<std::string> BindReaders(const Lookup &lookup, Readers &readers) {
 
 namespace {
 
-// Calls f(name, field) for every field of Args.
-template <class A, class F>
-void VisitArgs(A &a, F &&f) {
-    f("quantity", a.quantity), f("minMax", a.minMax), f("tStart", a.tStart), f("tStop", a.tStop);
-    f("extRef", a.extRef), f("points", a.points), f("harmonic", a.harmonic);
-    f("firstHarmonic", a.firstHarmonic), f("join", a.join), f("hMinMax", a.hMinMax);
-    f("hMin", a.hMin), f("hMax", a.hMax), f("flagged", a.flagged), f("percentil", a.percentil);
-    f("label", a.label), f("button", a.button);
+// Calls f(name, field of a...) for every field of Args.
+template <class F, class... A>
+void VisitArgs(F &&f, A &...a) {
+    f("quantity", a.quantity...), f("minMax", a.minMax...), f("tStart", a.tStart...), f("tStop", a.tStop...);
+    f("extRef", a.extRef...), f("points", a.points...), f("harmonic", a.harmonic...);
+    f("firstHarmonic", a.firstHarmonic...), f("join", a.join...), f("hMinMax", a.hMinMax...);
+    f("hMin", a.hMin...), f("hMax", a.hMax...), f("flagged", a.flagged...), f("percentil", a.percentil...);
+    f("label", a.label...), f("button", a.button...);
 }
 
 std::string Text(int v) { return std::to_string(v); }
-std::string Text(const std::string &v) { return "\"" + v + "\""; }
+std::string Text(const std::string &v) {
+    std::ostringstream text;
+    text << std::quoted(v);
+    return text.str();
+}
 std::string Text(double v) {
     char text[64];
     std::snprintf(text, sizeof text, "%a", v);
@@ -113,30 +120,21 @@ bool Read(const std::string &s, T &v) {
 
 std::string FormatArgs(const Args &args) {
     static const Args defaults;
-    std::vector<std::string> fallback;
-    VisitArgs(defaults, [&](const char *, const auto &v) { fallback.push_back(Text(v)); });
     std::string out;
-    size_t i = 0;
-    VisitArgs(args, [&](const char *key, const auto &v) {
-        if (Text(v) != fallback[i++]) out += (out.empty() ? "" : " ") + std::string(key) + "=" + Text(v);
-    });
+    VisitArgs([&](const char *key, const auto &v, const auto &d) {
+        if (Text(v) != Text(d)) out += (out.empty() ? "" : " ") + std::string(key) + "=" + Text(v);
+    }, args, defaults);
     return out;
 }
 
 bool ParseArgs(const std::string &text, Args &args, std::string &error) {
-    for (size_t at = text.find_first_not_of(' '); at != std::string::npos; at = text.find_first_not_of(' ', at)) {
-        const size_t equals = text.find('=', at);
-        if (equals == std::string::npos) return error = "\"" + text.substr(at) + "\" is not key=value", false;
-        const std::string key = text.substr(at, equals - at);
-        const bool quoted = text.compare(equals + 1, 1, "\"") == 0;
-        const size_t from = equals + 1 + quoted, end = text.find(quoted ? '"' : ' ', from);
-        if (quoted && end == std::string::npos) return error = key + ": no closing quote", false;
-        const std::string value = text.substr(from, end == std::string::npos ? std::string::npos : end - from);
-        at = end == std::string::npos ? text.size() : end + quoted;
+    std::istringstream in(text);
+    for (std::string key, value; std::getline(in >> std::ws, key, '=');) {
+        if (in.eof() || !(in >> std::quoted(value))) return error = "\"" + key + "\" is not key=value", false;
         bool known = false, ok = false;
-        VisitArgs(args, [&](const char *k, auto &field) {
+        VisitArgs([&](const char *k, auto &field) {
             if (key == k) known = true, ok = Read(value, field);
-        });
+        }, args);
         if (!ok) return error = known ? key + ": \"" + value + "\" is not a number" : "unknown argument " + key, false;
     }
     return true;
@@ -228,11 +226,11 @@ public:
         } else {
             T value{};
             bool known = false;
-            VisitArgs(args_, [&](const char *key, const auto &field) {
+            VisitArgs([&](const char *key, const auto &field) {
                 if constexpr (std::is_arithmetic_v<std::decay_t<decltype(field)>>) {
                     if (p.name == key) value = static_cast<T>(field), known = true;
                 }
-            });
+            }, args_);
             if (!known) Fail("no such argument", p);
             return value;
         }
@@ -346,51 +344,30 @@ std::vector<uint8_t> Outcome::Bytes(const std::string &except) const {
     return all;
 }
 
-// A file: "TROVAX01", the block count, then per block its name's length,
-// name, type, byte count and bytes; counts as 64-bit little-endian words.
-namespace {
-constexpr char kMagic[] = "TROVAX01";
-void Put(std::vector<uint8_t> &out, uint64_t v) {
-    for (int i = 0; i < 8; ++i) out.push_back(static_cast<uint8_t>(v >> (8 * i)));
-}
-bool Get(const std::vector<uint8_t> &in, size_t &at, uint64_t &v, size_t following = 0) {
-    if (in.size() - at < 8) return false;
-    v = 0;
-    for (int i = 0; i < 8; ++i) v |= uint64_t{in[at + i]} << (8 * i);
-    return (at += 8), in.size() - at >= v + following;
-}
-}  // namespace
-
+// A file: a CBOR array of [name, type, bytes] per block, the bytes a byte string.
 std::vector<uint8_t> Outcome::Serialise() const {
-    std::vector<uint8_t> out(kMagic, kMagic + 8);
-    Put(out, blocks.size());
-    for (const Block &b : blocks) {
-        Put(out, b.name.size());
-        out.insert(out.end(), b.name.begin(), b.name.end());
-        out.push_back(static_cast<uint8_t>(b.type));
-        Put(out, b.bytes.size());
-        out.insert(out.end(), b.bytes.begin(), b.bytes.end());
-    }
-    return out;
+    nlohmann::json file = nlohmann::json::array();
+    for (const Block &b : blocks) file.push_back({b.name, std::string(1, b.type), nlohmann::json::binary(b.bytes)});
+    return nlohmann::json::to_cbor(file);
 }
 
 bool Outcome::Parse(const std::vector<uint8_t> &in, Outcome &out) {
     out.blocks.clear();
-    size_t at = 8;
-    uint64_t count = 0, size = 0;
-    if (in.size() < 8 || std::memcmp(in.data(), kMagic, 8) != 0 || !Get(in, at, count)) return false;
-    for (uint64_t i = 0; i < count; ++i) {
-        Block b;
-        if (!Get(in, at, size, 1)) return false;
-        b.name.assign(in.begin() + long(at), in.begin() + long(at + size));
-        b.type = static_cast<char>(in[at + size]);
-        at += size + 1;
-        if (!Get(in, at, size)) return false;
-        b.bytes.assign(in.begin() + long(at), in.begin() + long(at + size));
-        at += size;
-        out.blocks.push_back(std::move(b));
+    nlohmann::json file;
+    try {  // discarded when not CBOR; a length beyond any array's size throws even so
+        file = nlohmann::json::from_cbor(in, true, false);
+    } catch (const nlohmann::json::exception &) {
+        return false;
     }
-    return at == in.size();
+    if (!file.is_array()) return false;
+    for (const nlohmann::json &b : file) {
+        if (!b.is_array() || b.size() != 3 || !b[0].is_string() || !b[1].is_string() || !b[2].is_binary() ||
+            b[1].get_ref<const std::string &>().size() != 1) {
+            return false;
+        }
+        out.blocks.push_back({b[0].get<std::string>(), b[1].get<std::string>()[0], b[2].get_binary()});
+    }
+    return true;
 }
 
 namespace {

@@ -9,9 +9,11 @@
 // trova.dll under Wine and compares byte for byte.
 #pragma once
 
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -72,13 +74,17 @@ inline std::string ExpectedFile(const Case &c, char separator) {
     return std::string("expected") + separator + c.name + ".bin";
 }
 
-// A side's exports, path separator, log (cleared before a call, read after)
-// and count of the progress dialogs created so far.
+inline std::string ReadFile(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// A side's exports, path separator, log file (removed before a call, read
+// after) and count of the progress dialogs created so far.
 struct Side {
     calls::Readers readers;
     char separator = '/';
-    std::function<void()> clearLog;
-    std::function<std::string()> readLog;
+    std::string logFile;
     std::function<int()> dialogsOpened;
 };
 
@@ -90,7 +96,7 @@ inline Outcome RunCase(const Case &c, const Side &side) {
     std::string path = c.path;
     for (char &ch : path) ch = ch == '/' ? side.separator : ch;
     const calls::Shape shape = calls::DescribeShape(side.readers, path.c_str(), calls::InfoOf(c.reader).harmonic);
-    side.clearLog();
+    std::remove(side.logFile.c_str());
     const int dialogsBefore = side.dialogsOpened();
     Outcome out = calls::Call(side.readers, c.reader, c.args, path.data(), shape, 1);
     const auto integer = [](const char *name, int32_t v) {
@@ -100,7 +106,7 @@ inline Outcome RunCase(const Case &c, const Side &side) {
     };
     out.blocks.insert(out.blocks.begin(), integer("result", out.result));
     out.blocks.push_back(integer("dialogs opened", side.dialogsOpened() - dialogsBefore));
-    std::string log = side.readLog();
+    std::string log = ReadFile(side.logFile);
     for (char &ch : log) ch = ch == '\\' ? '/' : ch;
     out.blocks.push_back({"log", 't', std::vector<uint8_t>(log.begin(), log.end())});
     return out;

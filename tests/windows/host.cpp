@@ -85,18 +85,12 @@ bool LoadTrova() {
            SetWindowsHookExA(WH_CBT, CountDialogs, nullptr, GetCurrentThreadId()) != nullptr;
 }
 
-std::string ReadFileBytes(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 Side WindowsSide() {
-    return {gReaders, '\\', [] { DeleteFileA(kLogFile); }, [] { return ReadFileBytes(kLogFile); },
-            [] { return gDialogsCreated; }};
+    return {gReaders, '\\', kLogFile, [] { return gDialogsCreated; }};
 }
 
 bool LoadExpected(const Case &c, Outcome &expected) {
-    const std::string bytes = ReadFileBytes(ExpectedFile(c, '\\'));
+    const std::string bytes = ReadFile(ExpectedFile(c, '\\'));
     return Check(Outcome::Parse({bytes.begin(), bytes.end()}, expected), "%s: no expected outputs in %s",
                  c.name.c_str(), ExpectedFile(c, '\\').c_str());
 }
@@ -132,12 +126,16 @@ enum class Action { kInspect, kClick, kDemo };
 
 std::vector<DWORD> ThreadsOfThisProcess();
 
+// A watched call: what the watcher does, the case, its outputs here and
+// on Linux, and what the watcher saw.
 struct Watch {
     Action action;
-    std::string title, button;  // the call's Label and ButtonText
+    Case c{};
+    Outcome expected{}, actual{};
+    DWORD ms = 0;
     std::vector<DWORD> before = ThreadsOfThisProcess();  // the threads before the call
     DWORD caller = GetCurrentThreadId();
-    RECT window{};              // the dialog's rectangle when it was found
+    RECT window{};  // the dialog's rectangle when it was found
     bool found = false;
 };
 
@@ -152,7 +150,7 @@ DWORD WINAPI WatchDialog(void *context) {
     // check looks as fast as it can.
     HWND dialog = nullptr;
     for (DWORD start = GetTickCount(); GetTickCount() - start < 30000 && !(dialog && IsWindowVisible(dialog));) {
-        if (dialog == nullptr) dialog = FindWindowA("#32770", w.title.c_str());
+        if (dialog == nullptr) dialog = FindWindowA("#32770", w.c.args.label.c_str());
         if (w.action != Action::kClick) Sleep(1);
     }
     if (dialog == nullptr || !IsWindowVisible(dialog)) return 0;
@@ -164,27 +162,20 @@ DWORD WINAPI WatchDialog(void *context) {
     return 0;
 }
 
-struct Watched {
-    Case c;
-    Outcome expected, actual;
-    DWORD ms = 0;
-};
-
 // Runs the case `name` (with another Label and button for the demo) while a
-// watcher does `action` to its dialog.
-bool RunWatched(const char *name, Action action, Watched &r) {
+// watcher does `w.action` to its dialog.
+bool RunWatched(const char *name, Watch &w) {
     const Case *c = FindCase(gCases, name);
-    if (!Check(c != nullptr, "no case %s", name) || !LoadExpected(*c, r.expected)) return false;
-    r.c = *c;
-    if (action == Action::kDemo) r.c.args.label = "Reading meas.0001.dat", r.c.args.button = "Cancel";
-    Watch w{action, r.c.args.label, r.c.args.button};
+    if (!Check(c != nullptr, "no case %s", name) || !LoadExpected(*c, w.expected)) return false;
+    w.c = *c;
+    if (w.action == Action::kDemo) w.c.args.label = "Reading meas.0001.dat", w.c.args.button = "Cancel";
     HANDLE watcher = CreateThread(nullptr, 0, WatchDialog, &w, 0, nullptr);
     const DWORD start = GetTickCount();
-    r.actual = RunCase(r.c, WindowsSide());
-    r.ms = GetTickCount() - start;
+    w.actual = RunCase(w.c, WindowsSide());
+    w.ms = GetTickCount() - start;
     WaitForSingleObject(watcher, INFINITE);  // its waits are bounded; `w` must outlive it
     CloseHandle(watcher);
-    return Check(w.found, "a dialog titled \"%s\" appeared during the call", w.title.c_str());
+    return Check(w.found, "a dialog titled \"%s\" appeared during the call", w.c.args.label.c_str());
 }
 
 // ---- the dialog ------------------------------------------------------------------
@@ -209,9 +200,9 @@ void CheckRect(HWND dialog, int id, RECT want, const char *what) {
 void Inspect(const Watch &w, HWND dialog) {
     char text[256] = {};
     GetWindowTextA(dialog, text, sizeof text);
-    Check(w.title == text, "caption is the call's Label, not %s", text);
+    Check(w.c.args.label == text, "caption is the call's Label, not %s", text);
     GetDlgItemTextA(dialog, 1001, text, sizeof text);
-    Check(w.button == text, "button 1001 shows the call's ButtonText, not %s", text);
+    Check(w.c.args.button == text, "button 1001 shows the call's ButtonText, not %s", text);
     GetClassNameA(GetDlgItem(dialog, 1000), text, sizeof text);
     Check(_stricmp(text, "msctls_progress32") == 0, "control 1000 is a progress bar, not %s", text);
     GetClassNameA(GetDlgItem(dialog, 1001), text, sizeof text);
@@ -237,8 +228,8 @@ void Inspect(const Watch &w, HWND dialog) {
 }
 
 void Dialog() {
-    Watched r;
-    if (!RunWatched(kDialogCase, Action::kInspect, r)) return;
+    Watch r{Action::kInspect};
+    if (!RunWatched(kDialogCase, r)) return;
     // Looking at the dialog changes nothing of the call.
     for (const std::string &p : Compare(r.expected, r.actual)) Check(false, "%s: %s", r.c.name.c_str(), p.c_str());
     Check(r.actual.Int("Status") == 0, "the call completes with status 0");
@@ -250,8 +241,8 @@ void Dialog() {
 // files delivered, each series the full call's first points and untouched
 // after them; the log, the factor and the dialog count are the full call's.
 void Cancel() {
-    Watched r;
-    if (!RunWatched(kCancelCase, Action::kClick, r)) return;
+    Watch r{Action::kClick};
+    if (!RunWatched(kCancelCase, r)) return;
     const int status = int(r.actual.Int("Status")), result = r.actual.result, full = int(r.expected.Int("result"));
     std::printf("cancelled call: status %d, %d of %d points, %lu ms\n", status, result, full, r.ms);
     if (!Check(status == 1, "status after the click is %d, expected 1 (0: the scan ended before the click)", status)) return;
@@ -285,7 +276,7 @@ void Log() {
     c.path = FullPath("rec\\trend-ref\\meas.001.dat");
     const Outcome logged = RunCase(c, WindowsSide());
     Check(logged.Int("Status") == 0, "the call completes with status 0");
-    const std::string log = ReadFileBytes(kLogFile);
+    const std::string log = ReadFile(kLogFile);
     Check(log.find("\r\nPathFile  = " + c.path + "\r\n") != std::string::npos &&
               log.find("\r\nGetFileInformation (Init) = " + c.path + "\r\n") != std::string::npos,
           "the log names %s as given:\n%s", c.path.c_str(), log.c_str());
@@ -399,7 +390,7 @@ void ReenteredFromTimer() {
     Check(gReentered.Bytes("Status") == trova::calls::Untouched(Export::XT, gXtArgs, {}, 1).Bytes("Status"),
           "the re-entered call touches no output");
     Check(Same(outer, alone), "the running call ends as it does alone");
-    const std::string log = ReadFileBytes(kLogFile);
+    const std::string log = ReadFile(kLogFile);
     Check(log.find("Start Reader_XT") == log.rfind("Start Reader_XT"), "only the running call is logged");
 }
 
@@ -458,8 +449,8 @@ void HoldForScreenshot(const Watch &w, HWND dialog) {
 void Demo() {
     DeleteFileA("demo-dialog.txt");
     DeleteFileA("demo-shot.done");
-    Watched r;
-    RunWatched(kCancelCase, Action::kDemo, r);
+    Watch r{Action::kDemo};
+    RunWatched(kCancelCase, r);
 }
 
 }  // namespace

@@ -14,7 +14,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <iterator>
 #include <sstream>
 
 #include "crosscheck.h"
@@ -107,11 +106,6 @@ fft-table2 Reader_FFT_Table2 "rec/harmonic-a/meas.001.dat" quantity=4 percentil=
 
 // ---- writing -------------------------------------------------------------------------
 
-std::string ReadLog() {
-    std::ifstream in("log/TrovaDLL.LOG", std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 int Write(const fs::path &dir, int generated, uint64_t seed, int records) {
     std::error_code error;
     fs::remove_all(dir / "rec", error);
@@ -141,7 +135,7 @@ int Write(const fs::path &dir, int generated, uint64_t seed, int records) {
 
     TrovaSetLogDirectory(fs::absolute("log").c_str());
     TrovaSetCompletionPause(0);  // the outputs do not depend on it
-    const Side side{trova::calls::LinkedReaders(), '/', [] { std::remove("log/TrovaDLL.LOG"); }, ReadLog,
+    const Side side{trova::calls::LinkedReaders(), '/', "log/TrovaDLL.LOG",
                     [] { return trova::platform::probe::LastDialog().openCount; }};
     std::ofstream table(kCaseFile);
     std::vector<bool> reached(trova::calls::kExportCount);
@@ -156,7 +150,7 @@ int Write(const fs::path &dir, int generated, uint64_t seed, int records) {
             return std::fprintf(stderr, "cannot write %s or %s\n", ExpectedFile(c, '/').c_str(), kCaseFile), 2;
         }
     }
-    side.clearLog();
+    std::remove(side.logFile.c_str());
     // Every reader whose worker this build has must have been called on a
     // recording and reached its worker (a status other than 3).
     int failures = 0;
