@@ -58,6 +58,7 @@ MUTANTS = [
     ("src/harmonics/harmonic_quantity.cpp", "if (Quantity > 5 && m > 0) {", "if (Quantity > 6 && m > 0) {", "code 6 keeps a nonzero MinMax"),
     ("src/harmonics/harmonic_quantity.cpp", "if ((Quantity == 9 || Quantity == 10) && m == 1) {", "if (Quantity == 9 && m == 1) {", "spectrum code 10 not exchanged"),
     ("src/harmonics/harmonic_quantity.cpp", "q.highest = code == 14 || code == 16 ? 40 : 50;", "q.highest = code == 14 || code == 16 ? 39 : 50;", "distortion summed to position 39"),
+    ("src/harmonics/reader_fft_all.cpp", "StopRecordRule::kRead, progress, visitor);", "StopRecordRule::kExclude, progress, visitor);", "stop record never read by the all-harmonics readers"),
     ("src/harmonics/harmonic_curves.h", "(test_.stopInEffect && time > test_.TStop);", "(test_.stopInEffect && time >= test_.TStop);", "curve record at exactly TStop left out"),
     ("src/harmonics/harmonic_scan.cpp", "scan.harmonics = first.harmonicCount;", "scan.harmonics = first.harmonicCount - 1;", "HarmCount one short"),
     ("src/trend/reader_hist.cpp", "if (sample.flagWord != 0 && params_.Flagged == 0) return;", "if (sample.flagWord != 0 && params_.Flagged != 0) return;", "histogram flag filter inverted"),
