@@ -53,6 +53,8 @@ case "$mode" in
       echo "skipped: installing a Debian package needs root and dpkg"
       exit 77
     fi
+    # dpkg acts on the whole system: one package test at a time, from any checkout.
+    exec 9>/var/lock/trova-install-deb.lock && flock 9
     (cd "$work" && cpack -G DEB --config "$build/CPackConfig.cmake" >/dev/null) \
       || fail "cpack -G DEB failed"
     deb="$(ls "$work"/trova_*.deb)"
