@@ -103,6 +103,19 @@ private:
     std::atomic<bool> quit_{false};
 };
 
+// Makes the state and starts its serving thread at the first need; once a
+// thread could not be started, never again (the work then runs on the caller).
+template <class State>
+void StartOnce(std::unique_ptr<State> &state, bool &failed) {
+    if (state || failed) return;
+    state.reset(new State);
+    if (!state->thread.Start(State::Serve, state.get())) {
+        state->thread.Stop();
+        state.reset();
+        failed = true;
+    }
+}
+
 }  // namespace
 
 // The part the helper thread runs next.
@@ -131,14 +144,7 @@ HelperThread::~HelperThread() {
 
 void HelperThread::SplitInTwo(int64_t count, RangeWork work, void *context) {
     const int64_t half = count / 2;
-    if (!state_ && !failed_ && half > 0) {
-        state_.reset(new State);
-        if (!state_->thread.Start(State::Serve, state_.get())) {
-            state_->thread.Stop();
-            state_.reset();
-            failed_ = true;
-        }
-    }
+    if (half > 0) StartOnce(state_, failed_);
     if (!state_ || half == 0) {
         work(context, 0, count);
         return;
@@ -199,14 +205,7 @@ WorkAhead::~WorkAhead() {
 }
 
 void WorkAhead::Post(RangeWork work, void *context) {
-    if (!state_ && !failed_) {
-        state_.reset(new State);
-        if (!state_->thread.Start(State::Serve, state_.get())) {
-            state_->thread.Stop();
-            state_.reset();
-            failed_ = true;
-        }
-    }
+    StartOnce(state_, failed_);
     work_ = work, context_ = context;
     if (!state_) return;  // Finish runs it
     state_->work = work, state_->context = context;
